@@ -1,0 +1,69 @@
+// From a request for a message to its recorded copies in the queue: what the request dispatcher knows
+// of messages and their delivery.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <asio/io_context.hpp>
+
+#include "protocol/records/message.h"
+#include "protocol/status.h"
+#include "store/configuration.h"
+#include "store/database.h"
+
+namespace callhome::service {
+
+// What a message is asked for with. Texts are as they came from the shell.
+struct MessageRequest {
+    std::string type;         // "test", "inventory", "PERIODIC_CONFIGURATION", "TEMO-normal", "SW_CRASH", …
+    std::string parameter_1;  // of an action message
+    std::string parameter_2;
+    std::string requested_by;  // login name of the operator
+};
+
+struct AlertRequest {
+    std::string alert;  // "SUP_FAILURE", …
+    std::string source;
+    std::string text;
+    std::string requested_by;
+};
+
+class MessageService {
+   public:
+    // Called once, on the io_context's thread: the status of the request and the reply text, one line a
+    // receiver ("Successfully sent …" or what went wrong and what happens next).
+    using Done = std::function<void(protocol::Status, std::string reply_text)>;
+
+    // Takes up what an earlier run has left in the queue. `configuration` is read at the moment of use;
+    // it must outlive this object. Everything but the network runs on the io_context's thread.
+    MessageService(asio::io_context& io, Database& database, const Configuration& configuration);
+    ~MessageService();
+
+    MessageService(const MessageService&) = delete;
+    MessageService& operator=(const MessageService&) = delete;
+
+    // Records the message for each profile that takes it and offers it to the receivers. `done` is told
+    // when each receiver was tried once, or after 45 seconds. message_in_progress while another request
+    // is being processed.
+    void send(const MessageRequest& request, Done done);
+    void alert(const AlertRequest& request, Done done);
+
+    // Walks by id, from the entry after `id`; nothing when there is none.
+    std::optional<protocol::MessageLogRecord> message_after(std::uint32_t id) const;
+    std::optional<protocol::DeliveryLogRecord> delivery_after(std::uint32_t id, std::uint32_t message_id) const;
+    // The message as its receivers see it: an e-mail with its headers.
+    std::optional<std::string> message_text(std::uint32_t id) const;
+
+    // True while something in the queue is due within a minute: no time to end the process.
+    bool busy_soon() const;
+
+   private:
+    class Implementation;
+    std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace callhome::service

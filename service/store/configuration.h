@@ -1,0 +1,66 @@
+// The configuration as the service holds it in memory; the database holds the same.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "protocol/records/destination_profile.h"
+#include "protocol/records/mail.h"
+
+namespace callhome::service {
+
+struct ProfileAddress {
+    std::uint32_t index;  // from 1, in the order of adding; never reused while the profile lives
+    std::string address;
+};
+
+struct AlertGroup {
+    std::uint32_t index;  // as ProfileAddress::index
+    std::string name;
+};
+
+struct Profile {
+    std::string name;
+    bool built_in = false;
+    std::uint32_t transport_methods = protocol::transport_email;  // mask of protocol::TransportMethod
+    protocol::MessageFormat format = protocol::MessageFormat::xml;
+    std::uint32_t message_size = 2'500'000;  // largest message in bytes
+    std::int8_t message_level = 0;           // lowest level that is sent
+    std::vector<ProfileAddress> email_addresses;
+    std::vector<ProfileAddress> urls;
+    std::vector<AlertGroup> alert_groups;
+};
+
+struct MailSettings {
+    std::string from;
+    std::string reply_to;
+    std::string return_receipt;
+    std::string smtp_server;  // tried after the mail servers; empty for none
+    protocol::AddressType address_type = protocol::AddressType::unknown;
+    std::uint32_t port = 0;  // 0 and 25 are the standard port
+    std::string vrf_name;
+    std::uint32_t vrf_id = 1;
+};
+
+struct MailServer {
+    std::string host;
+    protocol::AddressType address_type = protocol::AddressType::unknown;
+    std::uint32_t port = 25;
+    std::uint32_t priority = 50;  // the lowest number is tried first
+    std::string vrf_name;
+    std::uint32_t vrf_id = 0;
+};
+
+struct Configuration {
+    bool enabled = false;
+    bool traps_enabled = false;
+    std::map<std::string, std::string> contact;  // MIB name to value; only what is set
+    // Walk order: full_txt, short_txt, ZUVA-profile, then user profiles by name.
+    std::vector<Profile> profiles;
+    MailSettings mail;
+    std::vector<MailServer> mail_servers;  // by host
+};
+
+}  // namespace callhome::service
