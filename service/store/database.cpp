@@ -1,0 +1,40 @@
+#include "store/database.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+namespace callhome::service {
+namespace {
+
+constexpr int schema_version = 1;
+
+// SQLite would create the file with the process's umask; what it holds is nobody else's business.
+const std::filesystem::path& create_private(const std::filesystem::path& file) {
+    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot open the database " + file.string());
+    }
+    ::close(descriptor);
+    return file;
+}
+
+}  // namespace
+
+Database::Database(const std::filesystem::path& file)
+    : connection_(create_private(file).string(), SQLite::OPEN_READWRITE) {
+    connection_.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;");
+    const int version = connection_.execAndGet("PRAGMA user_version").getInt();
+    if (version > schema_version) {
+        throw std::runtime_error("the database " + file.string() +
+                                 " was written by a newer version of callhomed; install that version, "
+                                 "or move the file away to start anew");
+    }
+    connection_.exec("PRAGMA user_version = " + std::to_string(schema_version));
+}
+
+}  // namespace callhome::service
