@@ -24,8 +24,6 @@ class Deadline {
         return span;
     }
 
-    bool has_passed() const { return Clock::now() >= end_; }
-
     // This deadline, or the one after `from_now` when that comes first.
     Deadline at_most(std::chrono::milliseconds from_now) const {
         Deadline other(from_now);

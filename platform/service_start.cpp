@@ -133,7 +133,7 @@ int spawn(const ServiceLocation& location, const FileDescriptor& log, const File
 
 // True when the service says that it is ready, false when it has given up.
 bool says_ready(const FileDescriptor& pipe, const Deadline& deadline) {
-    while (!deadline.has_passed()) {
+    for (;;) {
         wait_for(pipe.get(), POLLIN, deadline.left());
         char byte = 0;
         const ssize_t count = ::read(pipe.get(), &byte, 1);
@@ -141,10 +141,18 @@ bool says_ready(const FileDescriptor& pipe, const Deadline& deadline) {
             return count > 0;
         }
     }
-    fail("the call-home service was started, but is not ready yet");
+}
+
+// Takes leave of a service that this process has started and that has ended since.
+void reap_last_child(pid_t& child) {
+    if (child > 0 && ::waitpid(child, nullptr, WNOHANG) != 0) {
+        child = 0;
+    }
 }
 
 bool launch(const ServiceLocation& location, const Deadline& deadline) {
+    static pid_t child = 0;
+    reap_last_child(child);
     const FileDescriptor log = open_own_file(log_of(location), O_WRONLY | O_APPEND);
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
@@ -152,27 +160,19 @@ bool launch(const ServiceLocation& location, const Deadline& deadline) {
     }
     const FileDescriptor pipe(ends[0]);
     FileDescriptor ready(ends[1]);
-    pid_t child = 0;
     if (const int error = spawn(location, log, ready, child); error != 0) {
         fail(location.program.native() + " cannot be started", error);
     }
     ready.reset();
-    const bool is_ready = says_ready(pipe, deadline);
-    if (!is_ready) {
-        ::waitpid(child, nullptr, WNOHANG);
-    }
-    return is_ready;
+    return says_ready(pipe, deadline);
 }
 
 // Waits for the turn of this process; empty when the service has come up meanwhile.
 FileDescriptor take_turn(const ServiceLocation& location, const Deadline& deadline,
-                         const std::function<bool(const Deadline&)>& answers) {
+                         const Answers& answers) {
     FileDescriptor lock = open_own_file(location.state_folder / "start.lock", O_RDWR);
     Pause pause;
     while (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (deadline.has_passed()) {
-            fail("another shell has been starting the call-home service for too long");
-        }
         pause();
         if (answers(deadline)) {
             return {};
@@ -181,16 +181,8 @@ FileDescriptor take_turn(const ServiceLocation& location, const Deadline& deadli
     return lock;
 }
 
-}  // namespace
-
-fs::path log_of(const ServiceLocation& location) {
-    return location.state_folder / "callhomed.log";
-}
-
-void start_service(const ServiceLocation& location, const Deadline& deadline,
-                   const std::function<bool(const Deadline&)>& answers) {
-    const Deadline start_deadline = deadline.at_most(start_timeout);
-    const FileDescriptor lock = take_turn(location, start_deadline, answers);
+void bring_up(const ServiceLocation& location, const Deadline& deadline, const Answers& answers) {
+    const FileDescriptor lock = take_turn(location, deadline, answers);
     if (!lock.is_open()) {
         return;
     }
@@ -198,16 +190,31 @@ void start_service(const ServiceLocation& location, const Deadline& deadline,
     constexpr int most_tries = 4;
     Pause pause;
     for (int tries = 0; tries < most_tries; ++tries) {
-        if (answers(start_deadline)) {
-            return;
-        }
-        if (launch(location, start_deadline) && answers(start_deadline)) {
+        if (answers(deadline) || (launch(location, deadline) && answers(deadline))) {
             return;
         }
         pause();
     }
-    if (!answers(start_deadline)) {
+    if (!answers(deadline)) {
         fail("the call-home service was started, but ended at once");
+    }
+}
+
+}  // namespace
+
+fs::path log_of(const ServiceLocation& location) {
+    return location.state_folder / "callhomed.log";
+}
+
+void start_service(const ServiceLocation& location, const Deadline& deadline, const Answers& answers) {
+    try {
+        bring_up(location, deadline.at_most(start_timeout), answers);
+    } catch (const LinkError& error) {
+        // Nothing was asked of the service yet, so this is not a request whose fate is unknown.
+        if (error.number() == ETIMEDOUT) {
+            fail("the call-home service was started, but is not ready yet");
+        }
+        throw;
     }
 }
 
