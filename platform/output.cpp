@@ -23,32 +23,14 @@ struct OutputHandle {
     std::deque<Tuple> tuples;  // never moved while the handle is in use: callers hold their addresses
 } output_handle;
 
-// A list of tuples that ends with a null pointer, and is not read beyond that.
-class TupleList {
- public:
-    explicit TupleList(std::va_list arguments) { va_copy(arguments_, arguments); }
-    TupleList(const TupleList&) = delete;
-    TupleList& operator=(const TupleList&) = delete;
-    ~TupleList() { va_end(arguments_); }
-
-    Tuple* next() {
-        Tuple* tuple = ended_ ? nullptr : static_cast<Tuple*>(va_arg(arguments_, void*));
-        ended_ = tuple == nullptr;
-        return tuple;
-    }
-
- private:
-    std::va_list arguments_;
-    bool ended_ = false;
-};
-
 std::string expand_tuples(const char* format, std::va_list arguments) {
-    TupleList tuples(arguments);
+    bool list_has_ended = false;  // at its null pointer, beyond which nothing is read
     // A terminal would obey the control characters of a value; files and programs get them unchanged.
     const bool on_terminal = ::isatty(STDOUT_FILENO) == 1;
     return expand(format, [&](const Conversion& conversion) -> std::optional<std::string> {
-        Tuple* tuple = tuples.next();
+        auto* tuple = list_has_ended ? nullptr : static_cast<Tuple*>(va_arg(arguments, void*));
         if (tuple == nullptr) {
+            list_has_ended = true;
             return std::nullopt;
         }
         tuple->text = render(on_terminal ? without_controls(tuple->value) : tuple->value, conversion);

@@ -33,15 +33,15 @@ struct Word {
 
 // As the commands and the running configuration name the formats.
 constexpr std::array format_words{
-    Word{MessageFormat::xml, "XML"},
-    Word{MessageFormat::full_text, "full-txt"},
-    Word{MessageFormat::short_text, "short-txt"},
+    Word<MessageFormat>{MessageFormat::xml, "XML"},
+    Word<MessageFormat>{MessageFormat::full_text, "full-txt"},
+    Word<MessageFormat>{MessageFormat::short_text, "short-txt"},
 };
 
 constexpr std::array state_words{
-    Word{DeliveryState::waiting, "waiting"},
-    Word{DeliveryState::delivered, "delivered"},
-    Word{DeliveryState::failed, "failed"},
+    Word<DeliveryState>{DeliveryState::waiting, "waiting"},
+    Word<DeliveryState>{DeliveryState::delivered, "delivered"},
+    Word<DeliveryState>{DeliveryState::failed, "failed"},
 };
 
 template <typename Words>

@@ -24,16 +24,16 @@ constexpr const char* program_name = "callhomed";
 // count: they would mean another folder for each place the shell is started in.
 fs::path folder_from(const char* variable) {
     const char* value = std::getenv(variable);
-    const fs::path folder = value == nullptr ? "" : value;
+    fs::path folder = value == nullptr ? "" : value;
     return folder.is_absolute() ? folder : fs::path();
 }
 
 fs::path home_folder() {
-    if (const fs::path home = folder_from("HOME"); !home.empty()) {
+    if (fs::path home = folder_from("HOME"); !home.empty()) {
         return home;
     }
     const passwd* user = ::getpwuid(::geteuid());
-    const fs::path home = user == nullptr || user->pw_dir == nullptr ? "" : user->pw_dir;
+    fs::path home = user == nullptr || user->pw_dir == nullptr ? "" : user->pw_dir;
     return home.is_absolute() ? home : fs::path();
 }
 
@@ -68,7 +68,7 @@ fs::path own_state_folder() {
         }
         parent = home / ".local" / "state";
     }
-    const fs::path folder = parent / service_name;
+    fs::path folder = parent / service_name;
     const int error = make_folder(folder);
     if (error != 0 || !is_own_folder(folder)) {
         const std::string why = error != 0 ? ::strerrordesc_np(error) : "it is not a folder of yours";
@@ -85,7 +85,7 @@ fs::path own_socket_folder(const fs::path& state_folder) {
     if (session.empty() || !is_own_folder(session)) {
         return state_folder;
     }
-    const fs::path folder = session / service_name;
+    fs::path folder = session / service_name;
     return make_folder(folder) == 0 && is_own_folder(folder) ? folder : state_folder;
 }
 

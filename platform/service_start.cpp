@@ -113,6 +113,7 @@ int spawn(const ServiceLocation& location, const FileDescriptor& log, const File
                                    "--ready-fd",
                                    std::to_string(ready_number)};
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }
@@ -161,6 +162,7 @@ bool launch(const ServiceLocation& location, const Deadline& deadline) {
     const FileDescriptor pipe(ends[0]);
     FileDescriptor ready(ends[1]);
     if (const int error = spawn(location, log, ready, child); error != 0) {
+        child = 0;
         fail(location.program.native() + " cannot be started", error);
     }
     ready.reset();

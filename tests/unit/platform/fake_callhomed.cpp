@@ -55,8 +55,8 @@ int main(int count, char** words) {
     ::alarm(longest_life);
     auto options = options_of(count, words);
     const std::string folder = options["--state-folder"];
-    const std::string mode =
-        std::getenv("FAKE_CALLHOMED_MODE") == nullptr ? "" : std::getenv("FAKE_CALLHOMED_MODE");
+    const char* mode_word = std::getenv("FAKE_CALLHOMED_MODE");
+    const std::string mode = mode_word == nullptr ? "" : mode_word;
     if (mode == "breaks") {
         std::fputs("the database is damaged\n", stderr);
         return refused;

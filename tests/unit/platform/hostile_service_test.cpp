@@ -16,7 +16,6 @@ using protocol::FrameHeader;
 using protocol::Opcode;
 using protocol::Operation;
 using test::FakeService;
-using test::Frame;
 using test::Peer;
 
 const std::string switched_on("\0\0\0\1\0", 5);

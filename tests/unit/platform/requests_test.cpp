@@ -43,7 +43,7 @@ Record from_transport_order(std::string text) {
 class RequestsTest : public testing::Test {
  protected:
     // Answers each request as `answer` does.
-    void serve(std::function<void(const Frame&, Peer&)> answer) {
+    void serve(const std::function<void(const Frame&, Peer&)>& answer) {
         service_ = std::make_unique<FakeService>(folder_.path() / "socket", [answer](int, Peer& peer) {
             while (const auto request = peer.read_frame()) {
                 answer(*request, peer);

@@ -22,7 +22,6 @@ using protocol::Opcode;
 using protocol::Operation;
 using protocol::Status;
 using test::FakeService;
-using test::Frame;
 using test::Peer;
 
 constexpr auto feature_state = static_cast<std::uint32_t>(Opcode::feature_state);
@@ -230,7 +229,7 @@ TEST_F(ServiceLinkTest, AReplyThatDripsInEndsAtTheSameDeadline) {
 TEST_F(ServiceLinkTest, AServiceThatDoesNotReadEndsTheSendingAtTheDeadline) {
     FakeService service(socket_, [](int, Peer& peer) { peer.wait_for_client_to_leave(); });
     ServiceLink link(location());
-    const std::string large(4 * 1024 * 1024, 'x');
+    const std::string large(protocol::largest_frame_body, 'x');
     try {
         link.exchange({feature_state, set, std::as_bytes(std::span(large))}, 1s);
         FAIL() << "a request was sent that nobody read";

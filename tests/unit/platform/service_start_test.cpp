@@ -89,6 +89,7 @@ TEST_F(ServiceStartTest, ShellsThatStartAtTheSameTimeShareOneService) {
     std::barrier all_at_once(shells);
     std::atomic<int> answered = 0;
     std::vector<std::thread> threads;
+    threads.reserve(shells);
     for (int i = 0; i < shells; ++i) {
         threads.emplace_back([&] {
             ServiceLink link(location_);
@@ -165,8 +166,10 @@ TEST_F(ServiceStartTest, OnlyOnesOwnServiceIsStarted) {
 
 TEST_F(ServiceStartTest, OpenFilesOfTheShellStayWithTheShell) {
     // Low numbers are taken in all orders; the service's own three streams and its pipe are still right.
+    constexpr int open_files_of_shell = 20;
     std::vector<FileDescriptor> files;
-    for (int i = 0; i < 20; ++i) {
+    files.reserve(open_files_of_shell);
+    for (int i = 0; i < open_files_of_shell; ++i) {
         files.emplace_back(::open("/dev/null", O_RDONLY));  // inheritable on purpose
     }
     ServiceLink link(location_);
