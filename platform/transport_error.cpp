@@ -41,9 +41,12 @@ std::string why(int error_number) {
     return sys_err_to_str(error_number);
 }
 
-std::string what_to_do(const ServiceLocation& location) {
+std::string what_to_do(const ServiceLocation& location, int error_number) {
     if (!location.program.empty()) {
-        return "try again, the service starts by itself; its log is " + log_of(location).native();
+        const bool did_not_start = error_number == ECONNREFUSED;
+        return (did_not_start ? "look into its log, then try again: "
+                              : "try again, the service starts by itself; its log is ") +
+               log_of(location).native();
     }
     if (location.socket == system_socket) {
         return "look at the service with \"systemctl status callhomed\", then try again";
@@ -53,7 +56,8 @@ std::string what_to_do(const ServiceLocation& location) {
 
 void print_transport_error(std::uint32_t cmd_type, int error_number) {
     const std::string line = error_prefix() + what_was_lost(cmd_type, error_number) + ": " +
-                             why(error_number) + "; " + what_to_do(service_link().location()) + "\n";
+                             why(error_number) + "; " +
+                             what_to_do(service_link().location(), error_number) + "\n";
     std::fflush(stdout);  // what was shown before the failure stands before it
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);

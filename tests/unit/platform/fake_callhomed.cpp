@@ -55,6 +55,7 @@ int main(int count, char** words) {
     ::alarm(longest_life);
     auto options = options_of(count, words);
     const std::string folder = options["--state-folder"];
+    std::ofstream(folder + "/starts", std::ios::app) << ::getpid() << "\n";
     const char* mode_word = std::getenv("FAKE_CALLHOMED_MODE");
     const std::string mode = mode_word == nullptr ? "" : mode_word;
     if (mode == "breaks") {
@@ -65,7 +66,6 @@ int main(int count, char** words) {
     if (::flock(lock, LOCK_EX | LOCK_NB) != 0) {
         return refused;
     }
-    std::ofstream(folder + "/starts", std::ios::app) << ::getpid() << "\n";
     if (mode == "says nothing") {
         ::pause();
     }

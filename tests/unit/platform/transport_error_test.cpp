@@ -43,7 +43,10 @@ TEST_F(TransportErrorTest, ALineSaysWhatWasLostAndWhyAndWhatToDo) {
               "The change may or may not have been made, look at the configuration first: it closed; "
               "look at the service with \"systemctl status callhomed\", then try again\n");
     EXPECT_EQ(line(configuration, ECONNREFUSED, own_, "it ended at once"),
-              "The change was not made: it ended at once; try again, the service starts by itself; "
+              "The change was not made: it ended at once; "
+              "look into its log, then try again: /tmp/state/callhomed.log\n");
+    EXPECT_EQ(line(exec, ECONNRESET, own_, "it closed"),
+              "The command got no answer: it closed; try again, the service starts by itself; "
               "its log is /tmp/state/callhomed.log\n");
 }
 
