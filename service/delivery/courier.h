@@ -13,7 +13,7 @@
 namespace callhome::service {
 
 class Courier {
-   public:
+ public:
     // Called on one of the courier's threads.
     using Done = std::function<void(std::int64_t delivery_id, Outcome outcome)>;
 
@@ -26,7 +26,7 @@ class Courier {
 
     void submit(DeliveryJob job);
 
-   private:
+ private:
     void work(const std::stop_token& stop);
 
     TransferLimits limits_;

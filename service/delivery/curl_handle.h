@@ -14,7 +14,7 @@
 namespace callhome::service {
 
 class CurlHandle {
-   public:
+ public:
     // `protocols` as CURLOPT_PROTOCOLS_STR. `stop` must outlive this object. Throws std::runtime_error
     // when libcurl cannot be set up.
     CurlHandle(const char* protocols, const TransferLimits& limits, const std::stop_token& stop);
@@ -31,7 +31,7 @@ class CurlHandle {
     // Why a transfer has failed, as one clean line.
     std::string error_text(CURLcode code) const;
 
-   private:
+ private:
     static void check(CURLcode code) {
         if (code != CURLE_OK) {
             throw std::runtime_error(curl_easy_strerror(code));

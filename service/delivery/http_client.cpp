@@ -18,7 +18,9 @@ constexpr long first_server_error = 500;
 constexpr std::array<long, 3> passing_errors{408, 425, 429};  // time-out, too early, too many requests
 
 // Nothing of an answer's body is wanted; ending here keeps an endless one from costing anything.
-size_t take_no_body(char* /*data*/, size_t /*size*/, size_t /*count*/, void* /*context*/) noexcept { return 0; }
+size_t take_no_body(char* /*data*/, size_t /*size*/, size_t /*count*/, void* /*context*/) noexcept {
+    return 0;
+}
 
 Outcome judge(long status) {
     const std::string reason = fmt::format("HTTP status {}", status);
@@ -28,7 +30,8 @@ Outcome judge(long status) {
     if (status >= first_redirection && status < first_client_error) {
         return {Verdict::refused, "", reason + ": the address has moved; configure the new one"};
     }
-    const bool passing = std::find(passing_errors.begin(), passing_errors.end(), status) != passing_errors.end();
+    const bool passing =
+        std::find(passing_errors.begin(), passing_errors.end(), status) != passing_errors.end();
     const bool postponed = status < first_success || status >= first_server_error || passing;
     return {postponed ? Verdict::postponed : Verdict::refused, "", reason};
 }

@@ -34,11 +34,11 @@ struct RetryLimits {
 struct DeliverySettings {
     TransferLimits transfer;
     RetryLimits retry;
-    std::size_t workers = 4;                                // transfers at the same time
-    std::chrono::milliseconds answer_within{45'000};        // of a request, whatever the servers do
-    std::chrono::milliseconds clock_check{60'000};          // longest wait until the clock is read again
-    std::size_t finished_messages_kept = 1000;              // with no receiver waiting any more
-    std::size_t most_waiting_messages = 10'000;             // more than these are refused
+    std::size_t workers = 4;                          // transfers at the same time
+    std::chrono::milliseconds answer_within{45'000};  // of a request, whatever the servers do
+    std::chrono::milliseconds clock_check{60'000};    // longest wait until the clock is read again
+    std::size_t finished_messages_kept = 1000;        // with no receiver waiting any more
+    std::size_t most_waiting_messages = 10'000;       // more than these are refused
     std::filesystem::path marker = protocol::processing_marker;
     std::function<std::int64_t()> now = wall_clock;
 };

@@ -5,6 +5,7 @@
 #include <net/if.h>
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -82,13 +83,18 @@ bool is_host_name(const std::string& host) {
     });
 }
 
-std::uint32_t port_of(const MailRoute& route) { return route.port == 0 ? standard_port : route.port; }
-
-std::string authority_of(const MailRoute& route) {
-    return fmt::format(is_ipv6(route.host) ? "[{}]:{}" : "{}:{}", clean_line(route.host), port_of(route));
+std::uint32_t port_of(const MailRoute& route) {
+    return route.port == 0 ? standard_port : route.port;
 }
 
-bool uses_vrf(const MailRoute& route) { return !route.vrf_name.empty() && route.vrf_name != default_vrf; }
+std::string authority_of(const MailRoute& route) {
+    const std::string host = is_ipv6(route.host) ? "[" + route.host + "]" : clean_line(route.host);
+    return fmt::format("{}:{}", host, port_of(route));
+}
+
+bool uses_vrf(const MailRoute& route) {
+    return !route.vrf_name.empty() && route.vrf_name != default_vrf;
+}
 
 // Why the route leads nowhere; empty when it can be tried.
 std::string why_unusable(const MailRoute& route) {

@@ -59,7 +59,8 @@ std::string ipv6_text(const ifaddrs& entry) {
 std::string hardware_text(const ifaddrs& entry) {
     const auto address = read_address<sockaddr_ll>(entry.ifa_addr);
     const auto length = std::min<std::size_t>(address.sll_halen, sizeof address.sll_addr);
-    const bool is_set = std::any_of(address.sll_addr, address.sll_addr + length, [](auto b) { return b != 0; });
+    const bool is_set =
+        std::any_of(address.sll_addr, address.sll_addr + length, [](auto b) { return b != 0; });
     return is_set ? fmt::format("{:02x}", fmt::join(address.sll_addr, address.sll_addr + length, ":")) : "";
 }
 

@@ -22,7 +22,9 @@ constexpr const char* unknown = "unknown";
 constexpr std::size_t longest_item = 256;  // bytes; what a vendor writes into a board may be anything
 constexpr std::uint64_t bytes_in_kib = 1024;
 
-std::string item_text(std::string_view text) { return std::string(cut_to(clean_line(text), longest_item)); }
+std::string item_text(std::string_view text) {
+    return std::string(cut_to(clean_line(text), longest_item));
+}
 
 // The first line of a small file; nothing when there is none or it is blank. Device-tree texts end in NUL.
 std::optional<std::string> first_line(const std::filesystem::path& file) {
@@ -51,9 +53,9 @@ std::optional<std::string> value_of(const std::filesystem::path& file, std::stri
         if (line.starts_with(key)) {
             const std::size_t begin = line.find_first_not_of(separators, key.size());
             const std::size_t end = line.find_last_not_of(separators);
-            return begin == std::string::npos ? std::nullopt
-                                              : std::optional(item_text(std::string_view(line).substr(
-                                                    begin, end - begin + 1)));
+            return begin == std::string::npos
+                       ? std::nullopt
+                       : std::optional(item_text(std::string_view(line).substr(begin, end - begin + 1)));
         }
     }
     return std::nullopt;
@@ -119,8 +121,9 @@ std::vector<FileSystem> read_file_systems(const std::filesystem::path& mounts) {
 void read_identity(SystemInventory& inventory, const std::filesystem::path& root) {
     inventory.vendor = first_of(root, {"sys/class/dmi/id/sys_vendor", "sys/class/dmi/id/board_vendor"});
     inventory.product = first_of(root, {"sys/class/dmi/id/product_name", "proc/device-tree/model"});
-    inventory.serial_number = first_of(root, {"sys/class/dmi/id/product_serial", "sys/class/dmi/id/board_serial",
-                                              "proc/device-tree/serial-number"});
+    inventory.serial_number =
+        first_of(root, {"sys/class/dmi/id/product_serial", "sys/class/dmi/id/board_serial",
+                        "proc/device-tree/serial-number"});
     inventory.operating_system = value_of(root / "etc/os-release", "PRETTY_NAME=", "\"'").value_or(unknown);
 }
 

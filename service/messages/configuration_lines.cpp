@@ -64,7 +64,8 @@ void add_profile(std::vector<std::string>& lines, const Profile& profile) {
         lines.push_back(fmt::format("{} message-size {}", beginning, profile.message_size));
     }
     if (profile.message_level != 0) {
-        lines.push_back(fmt::format("{} message-level {}", beginning, static_cast<int>(profile.message_level)));
+        lines.push_back(
+            fmt::format("{} message-level {}", beginning, static_cast<int>(profile.message_level)));
     }
     if ((profile.transport_methods & protocol::transport_http) != 0U) {
         lines.push_back(fmt::format("{} transport-method http", beginning));

@@ -50,8 +50,8 @@ ContentBlock header_block(const MessageSubject& subject, const MessageStamp& sta
     add_field(block, "severity", "Severity", std::string(name_of(type.severity)), true);
     add_field(block, "time", "Time", iso_time(stamp.time), true);
     add_field(block, "profile", "Profile", clean_line(profile_name), false);
-    add_field(block, "requestedBy", "Requested by", std::string(cut_to(clean_line(subject.requested_by), longest_user_name)),
-              false);
+    add_field(block, "requestedBy", "Requested by",
+              std::string(cut_to(clean_line(subject.requested_by), longest_user_name)), false);
     return block;
 }
 
@@ -97,7 +97,8 @@ MessageContent compose_content(const MessageSubject& subject, const MessageStamp
                                const std::string& profile_name, const Configuration& configuration,
                                const SystemInventory& inventory) {
     MessageContent content;
-    content.subject = fmt::format("Call home: {} from {}", subject.type->title, clean_line(inventory.host_name));
+    content.subject =
+        fmt::format("Call home: {} from {}", subject.type->title, clean_line(inventory.host_name));
     content.blocks = {header_block(subject, stamp, profile_name), event_block(subject),
                       device_block(inventory), contact_block(configuration)};
     std::erase_if(content.blocks, [](const ContentBlock& block) { return block.fields.empty(); });

@@ -86,7 +86,8 @@ void add_headers(GMimeMessage* message, const Mail& mail) {
     // Keeps vacation responders and the like from answering a switch (RFC 3834).
     g_mime_object_set_header(headers, "Auto-Submitted", "auto-generated", nullptr);
     if (is_plain_address(mail.return_receipt)) {
-        g_mime_object_set_header(headers, "Disposition-Notification-To", mail.return_receipt.c_str(), nullptr);
+        g_mime_object_set_header(headers, "Disposition-Notification-To", mail.return_receipt.c_str(),
+                                 nullptr);
     }
 }
 

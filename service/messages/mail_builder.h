@@ -11,7 +11,7 @@ namespace callhome::service {
 // Texts are taken as they come: what is no plain address stays out of the headers, and no text can
 // bring a header of its own.
 struct Mail {
-    std::string from;            // must be a plain address
+    std::string from;  // must be a plain address
     std::vector<std::string> to;
     std::string reply_to;        // empty for none
     std::string return_receipt;  // likewise

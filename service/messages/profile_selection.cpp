@@ -62,8 +62,9 @@ std::vector<Taker> select_takers(const Configuration& configuration, const Messa
 }
 
 std::string why_nobody_takes(const Configuration& configuration, const MessageType& type) {
-    const bool any_destination = std::any_of(configuration.profiles.begin(), configuration.profiles.end(),
-                                             [](const Profile& profile) { return !ways_to(profile).empty(); });
+    const bool any_destination =
+        std::any_of(configuration.profiles.begin(), configuration.profiles.end(),
+                    [](const Profile& profile) { return !ways_to(profile).empty(); });
     if (!any_destination) {
         return "No destination profile has an address for its transport method; add one with "
                "'destination-profile NAME email-addr ADDRESS'";

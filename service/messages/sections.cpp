@@ -16,7 +16,9 @@ constexpr std::uint64_t seconds_in_day = 86400;
 constexpr std::uint64_t seconds_in_hour = 3600;
 constexpr std::uint64_t seconds_in_minute = 60;
 
-std::string mib_text(std::uint64_t bytes) { return fmt::format("{} MiB", bytes / bytes_in_mib); }
+std::string mib_text(std::uint64_t bytes) {
+    return fmt::format("{} MiB", bytes / bytes_in_mib);
+}
 
 std::vector<ContentGroup> interface_groups(const SystemInventory& inventory) {
     std::vector<ContentGroup> groups;
@@ -26,7 +28,8 @@ std::vector<ContentGroup> interface_groups(const SystemInventory& inventory) {
             group.entries.emplace_back("MAC address", interface.hardware_address);
         }
         if (!interface.addresses.empty()) {
-            group.entries.emplace_back("Addresses", fmt::format("{}", fmt::join(interface.addresses, ", ")));
+            group.entries.emplace_back("Addresses",
+                                       fmt::format("{}", fmt::join(interface.addresses, ", ")));
         }
         groups.push_back(std::move(group));
     }
@@ -77,7 +80,8 @@ ContentSection software_section(const Configuration& /*configuration*/, const Sy
     return {"software", "Software", {group}, {}};
 }
 
-ContentSection configuration_section(const Configuration& configuration, const SystemInventory& /*inventory*/) {
+ContentSection configuration_section(const Configuration& configuration,
+                                     const SystemInventory& /*inventory*/) {
     ContentSection section{"configuration", "Call-home configuration", {}, {}};
     for (const std::string& line : configuration_lines(configuration)) {
         section.lines.push_back(clean_line(line));
@@ -113,9 +117,9 @@ std::vector<ContentSection> compose_sections(unsigned kinds, const Configuration
 
 std::string duration_text(std::uint64_t seconds) {
     const std::uint64_t days = seconds / seconds_in_day;
-    const std::string clock = fmt::format("{:02}:{:02}:{:02}", seconds % seconds_in_day / seconds_in_hour,
-                                          seconds % seconds_in_hour / seconds_in_minute,
-                                          seconds % seconds_in_minute);
+    const std::string clock =
+        fmt::format("{:02}:{:02}:{:02}", seconds % seconds_in_day / seconds_in_hour,
+                    seconds % seconds_in_hour / seconds_in_minute, seconds % seconds_in_minute);
     return days == 0 ? clock : fmt::format("{} {} {}", days, days == 1 ? "day" : "days", clock);
 }
 

@@ -19,9 +19,13 @@ constexpr std::size_t longest_mail_address = 254;  // RFC 5321, 4.5.3.1.3
 constexpr std::size_t longest_host_name = 253;
 constexpr std::size_t minute_digits = 2;  // at the end of a zone offset, +0100
 
-bool is_continuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+bool is_continuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
 
-bool is_ascii_alphanumeric(char c) { return g_ascii_isalnum(c) != 0; }
+bool is_ascii_alphanumeric(char c) {
+    return g_ascii_isalnum(c) != 0;
+}
 
 gunichar cleaned(gunichar character) {
     if (character == '\n') {

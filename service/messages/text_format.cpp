@@ -10,8 +10,8 @@
 namespace callhome::service {
 namespace {
 
-constexpr std::size_t line_width = 78;    // RFC 5322, 2.1.1
-constexpr std::size_t label_width = 22;   // with colon and blank
+constexpr std::size_t line_width = 78;   // RFC 5322, 2.1.1
+constexpr std::size_t label_width = 22;  // with colon and blank
 constexpr std::size_t group_indent = 2;
 constexpr std::size_t line_indent = 2;
 

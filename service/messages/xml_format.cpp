@@ -17,11 +17,13 @@ namespace {
 constexpr std::array<std::size_t, 4> value_limits{1024, 256, 64, 16};
 constexpr std::size_t no_limit = std::numeric_limits<std::size_t>::max();
 
-const xmlChar* xml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
+const xmlChar* xml(const char* text) {
+    return reinterpret_cast<const xmlChar*>(text);
+}
 
 // Writes one document into memory.
 class Writer {
-   public:
+ public:
     Writer() : buffer_(xmlBufferCreate(), &xmlBufferFree), writer_(nullptr, &xmlFreeTextWriter) {
         if (buffer_ != nullptr) {
             writer_.reset(xmlNewTextWriterMemory(buffer_.get(), 0));
@@ -53,7 +55,7 @@ class Writer {
         return {bytes, static_cast<std::size_t>(xmlBufferLength(buffer_.get()))};
     }
 
-   private:
+ private:
     // The names and texts are known to be sound: the writer fails only when memory runs out.
     static void check(int result) {
         if (result < 0) {
