@@ -20,7 +20,7 @@ Connection::Connection(Socket socket, Admission admission, ConnectionHost& host)
 
 void Connection::start() {
     if (admission_.refused) {
-        set_deadline();
+        set_deadline(host_.refusal_time());
     }
     wait_until_readable();
 }
@@ -36,15 +36,16 @@ void Connection::close() {
     host_.closed(*this);
 }
 
-bool Connection::check_deadline(Clock::time_point now) {
-    if (!deadline_) {
-        return false;
+void Connection::deadline_passed() {
+    deadline_.reset();
+    if (state_ == State::sending) {
+        close_because("it does not take its reply");
+    } else if (admission_.refused) {
+        header_ = {};  // There is no request that the refusal could name.
+        refuse(Status::too_many_connections);
+    } else {
+        close_because("its request is not complete in time");
     }
-    if (now >= *deadline_) {
-        close_because(state_ == State::sending ? "it does not take its reply"
-                                               : "its request is not complete in time");
-    }
-    return true;
 }
 
 std::string Connection::login_name() const {
@@ -162,6 +163,7 @@ void Connection::answer_request(std::span<std::byte> body) {
 void Connection::refuse(Status status) {
     spdlog::info("user {}: {}", admission_.user, protocol::text_of(status));
     close_after_reply_ = true;
+    deadline_.reset();
     reply_.clear();
     send_reply(status);
 }
@@ -199,7 +201,7 @@ void Connection::send_rest() {
     unsent_ = unsent_.subspan(sent < 0 ? 0 : static_cast<std::size_t>(sent));
     if (!unsent_.empty()) {
         if (!deadline_) {
-            set_deadline();
+            set_deadline(host_.frame_time());
         }
         wait_until_writable();
         return;
@@ -220,7 +222,7 @@ void Connection::keep_unfinished_frame() {
     filled_ = rest;
     taken_ = 0;
     if (rest != 0 && !deadline_) {
-        set_deadline();
+        set_deadline(host_.frame_time());
     }
 }
 
@@ -229,9 +231,9 @@ void Connection::close_because(const char* reason) {
     close();
 }
 
-void Connection::set_deadline() {
-    deadline_ = Clock::now() + host_.frame_time();
-    host_.watch_deadlines();
+void Connection::set_deadline(Clock::duration time) {
+    deadline_ = Clock::now() + time;
+    host_.watch_deadline(*deadline_);
 }
 
 }  // namespace callhome::service

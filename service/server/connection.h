@@ -26,8 +26,10 @@ class ConnectionHost {
     virtual Dispatcher& dispatcher() = 0;
     // A frame, or a reply on its way out, has this long.
     virtual Clock::duration frame_time() const = 0;
-    // The connection has a deadline now: look at it now and then.
-    virtual void watch_deadlines() = 0;
+    // A refused client has this long to send the request that the refusal answers.
+    virtual Clock::duration refusal_time() const = 0;
+    // The connection has this deadline now; its deadline_passed() is to be called then.
+    virtual void watch_deadline(Clock::time_point deadline) = 0;
     // The connection has closed; the host lets go of it.
     virtual void closed(Connection& connection) = 0;
 
@@ -50,8 +52,9 @@ class Connection final : public Caller, public std::enable_shared_from_this<Conn
 
     void start();
     void close();
-    // Closes the connection when its deadline has passed. False when it has no deadline.
-    bool check_deadline(Clock::time_point now);
+    // Nothing while nobody owes anything: an idle connection may stay.
+    std::optional<Clock::time_point> deadline() const { return deadline_; }
+    void deadline_passed();
 
     const Admission& admission() const { return admission_; }
 
@@ -79,7 +82,7 @@ class Connection final : public Caller, public std::enable_shared_from_this<Conn
     void send_rest();
     void keep_unfinished_frame();
     void close_because(const char* reason);
-    void set_deadline();
+    void set_deadline(Clock::duration time);
 
     static constexpr std::size_t buffer_size = 4096;
     static_assert(buffer_size >= sizeof(protocol::FrameHeader) + longest_record);

@@ -8,8 +8,6 @@
 namespace callhome::service {
 namespace {
 
-// Deadlines are looked at this often within one frame time: a slow client gets at most a quarter more.
-constexpr int deadline_checks = 4;
 // Descriptors or memory have run out: nothing is gained by trying again at once.
 constexpr std::chrono::milliseconds accept_pause{100};
 
@@ -122,13 +120,14 @@ void Server::closed(Connection& connection) {
     }
 }
 
-// Runs only while some connection has a deadline.
-void Server::watch_deadlines() {
-    if (watching_) {
+// One timer for all, set for the earliest deadline; it does not run while there is none. A deadline that
+// was met in time leaves the timer alone: it then finds nothing to do.
+void Server::watch_deadline(Clock::time_point deadline) {
+    if (watched_deadline_ && *watched_deadline_ <= deadline) {
         return;
     }
-    watching_ = true;
-    deadline_timer_.expires_after(frame_time() / deadline_checks);
+    watched_deadline_ = deadline;
+    deadline_timer_.expires_at(deadline);
     deadline_timer_.async_wait([this](const asio::error_code& error) {
         if (!error) {
             check_deadlines();
@@ -137,19 +136,20 @@ void Server::watch_deadlines() {
 }
 
 void Server::check_deadlines() {
-    std::vector<std::shared_ptr<Connection>> present;
-    present.reserve(connections_.size());
+    watched_deadline_.reset();
+    std::vector<std::shared_ptr<Connection>> owing;
     for (const auto& [key, connection] : connections_) {
-        present.push_back(connection);
+        if (connection->deadline()) {
+            owing.push_back(connection);
+        }
     }
-    watching_ = false;
     const auto now = Clock::now();
-    bool any = false;
-    for (const auto& connection : present) {
-        any |= connection->check_deadline(now);
-    }
-    if (any) {
-        watch_deadlines();
+    for (const auto& connection : owing) {
+        if (now >= connection->deadline()) {
+            connection->deadline_passed();
+        } else {
+            watch_deadline(*connection->deadline());
+        }
     }
 }
 

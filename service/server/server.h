@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
@@ -23,6 +24,7 @@ struct ServerLimits {
     // after them is disconnected at once.
     std::size_t refused_connections = 32;
     std::chrono::milliseconds frame_time = std::chrono::seconds(10);
+    std::chrono::milliseconds refusal_time{250};
 };
 
 class Server final : private ConnectionHost {
@@ -49,7 +51,8 @@ class Server final : private ConnectionHost {
  private:
     Dispatcher& dispatcher() override { return dispatcher_; }
     Clock::duration frame_time() const override { return limits_.frame_time; }
-    void watch_deadlines() override;
+    Clock::duration refusal_time() const override { return limits_.refusal_time; }
+    void watch_deadline(Clock::time_point deadline) override;
     void closed(Connection& connection) override;
 
     void accept_next();
@@ -65,7 +68,7 @@ class Server final : private ConnectionHost {
     asio::local::stream_protocol::acceptor acceptor_;
     asio::steady_timer deadline_timer_;
     asio::steady_timer accept_timer_;
-    bool watching_ = false;
+    std::optional<Clock::time_point> watched_deadline_;
     std::map<Connection*, std::shared_ptr<Connection>> connections_;
     std::map<uid_t, std::size_t> admitted_by_user_;
     std::size_t admitted_ = 0;
