@@ -97,7 +97,6 @@ TEST(FullDisk, LeavesMemoryAndDatabaseAsTheyWere) {
     SQLite::Database& connection = database.connection();
     const int pages = connection.execAndGet("PRAGMA page_count").getInt();
     connection.exec("PRAGMA max_page_count = " + std::to_string(pages));
-    const std::string before = description_of(store.configuration());
     const std::string long_text(2'000, 'x');
     EXPECT_THROW(
         {
