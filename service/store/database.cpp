@@ -15,9 +15,11 @@ constexpr int schema_version = 1;
 
 // SQLite would create the file with the process's umask; what it holds is nobody else's business.
 const std::filesystem::path& create_private(const std::filesystem::path& file) {
-    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const int descriptor =
+        ::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot open the database " + file.string());
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot open the database " + file.string());
     }
     ::close(descriptor);
     return file;

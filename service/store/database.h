@@ -8,7 +8,7 @@
 namespace callhome::service {
 
 class Database {
-   public:
+ public:
     // Opens or creates the database file, private to its owner (mode 0600), with a write-ahead log and
     // full synchronisation: what was committed survives a kill and a power cut. Throws
     // SQLite::Exception, or std::runtime_error when the file belongs to a newer version.
@@ -16,7 +16,7 @@ class Database {
 
     SQLite::Database& connection() { return connection_; }
 
-   private:
+ private:
     SQLite::Database connection_;
 };
 

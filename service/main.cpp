@@ -1,0 +1,127 @@
+// callhomed: start-up, and the orderly end.
+#include <fcntl.h>
+#include <spdlog/spdlog.h>
+#include <sys/stat.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <memory>
+#include <optional>
+
+#include <asio/io_context.hpp>
+#include <asio/signal_set.hpp>
+
+#include "log.h"
+#include "messages/message_service.h"
+#include "options.h"
+#include "requests/dispatch.h"
+#include "server/idle_watch.h"
+#include "server/listener.h"
+#include "server/server.h"
+#include "state_folder.h"
+#include "store/store.h"
+
+namespace callhome::service {
+namespace {
+
+// All handlers run in one thread; asio can spare itself some locking.
+constexpr int one_thread = 1;
+constexpr int keep_environment = 0;
+
+Listener open_listener(const Options& options) {
+    if (auto passed = Listener::from_service_manager()) {
+        spdlog::info("listening on the socket of the service manager");
+        return *std::move(passed);
+    }
+    Listener listener(options.socket, options.system ? SocketAccess::everyone : SocketAccess::own_user);
+    spdlog::info("listening on {}", options.socket.string());
+    return listener;
+}
+
+void announce_ready(const Options& options) {
+    ::sd_notify(keep_environment, "READY=1");
+    if (!options.ready_descriptor) {
+        return;
+    }
+    const char ready = '1';
+    if (::write(*options.ready_descriptor, &ready, sizeof(ready)) != sizeof(ready)) {
+        spdlog::warn("whoever started this service does not wait for it any more");
+    }
+    ::close(*options.ready_descriptor);
+}
+
+void end_on_signals(asio::signal_set& signals, asio::io_context& io) {
+    signals.async_wait([&io](const asio::error_code& error, int number) {
+        if (!error) {
+            spdlog::info("ending on signal {}", number);
+            io.stop();
+        }
+    });
+}
+
+void serve(const Options& options) {
+    const StateFolder state(options.state_folder);
+    Database database(state.database());
+    Store store(database);
+    asio::io_context io(one_thread);
+    asio::signal_set signals(io, SIGTERM, SIGINT, SIGHUP);
+    end_on_signals(signals, io);
+    MessageService messages(io, database, store.configuration());
+    Dispatcher dispatcher(store, messages);
+    Listener listener = open_listener(options);
+    Server server(io, dispatcher, listener.release(),
+                  [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
+                      return policy.allows(peer);
+                  });
+    std::optional<IdleWatch> idle;
+    if (options.exit_when_idle) {
+        idle.emplace(io, IdleTimes{},
+                     IdleWatch::Questions{.has_clients = [&server] { return server.has_clients(); },
+                                          .is_busy = [&messages] { return messages.busy_soon(); }},
+                     [&io] {
+                         spdlog::info("ending: no client is left and no message is due");
+                         io.stop();
+                     });
+        server.when_empty([&idle] { idle->last_client_has_gone(); });
+    }
+    announce_ready(options);
+    io.run();
+    ::sd_notify(keep_environment, "STOPPING=1");
+}
+
+ExitStatus run(const Options& options) {
+    try {
+        serve(options);
+        return exit_done;
+    } catch (const AlreadyRunning& reason) {
+        spdlog::error("not started: {}", reason.what());
+        return exit_already_running;
+    } catch (const std::exception& error) {
+        spdlog::critical("{}", error.what());
+        return exit_failed;
+    }
+}
+
+}  // namespace
+}  // namespace callhome::service
+
+int main(int argument_count, char** arguments) {
+    using namespace callhome::service;
+    const auto parsed = parse_options(argument_count, arguments);
+    if (const auto* status = std::get_if<ExitStatus>(&parsed)) {
+        return *status;
+    }
+    const auto& options = std::get<Options>(parsed);
+    constexpr mode_t nothing_for_others = 077;
+    ::umask(nothing_for_others);
+    // A peer that goes away shows as an error of the write to it.
+    (void)std::signal(SIGPIPE, SIG_IGN);
+    start_log(options.log_level);
+    if (options.ready_descriptor && ::fcntl(*options.ready_descriptor, F_SETFD, FD_CLOEXEC) != 0) {
+        spdlog::critical("--ready-fd {} is not an open descriptor", *options.ready_descriptor);
+        return exit_usage;
+    }
+    return run(options);
+}

@@ -1,0 +1,32 @@
+// The command line of callhomed.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <variant>
+
+#include <spdlog/common.h>
+
+namespace callhome::service {
+
+struct Options {
+    bool system = false;
+    std::filesystem::path socket;
+    std::filesystem::path state_folder;
+    bool exit_when_idle = false;
+    std::optional<int> ready_descriptor;
+    spdlog::level::level_enum log_level = spdlog::level::info;
+};
+
+enum ExitStatus : int {
+    exit_done = 0,
+    exit_failed = 1,
+    exit_usage = 2,
+    exit_already_running = 3,
+};
+
+// The options with their defaults filled in, or the status to exit with (help, version or an error was
+// printed).
+std::variant<Options, ExitStatus> parse_options(int argument_count, const char* const* arguments);
+
+}  // namespace callhome::service

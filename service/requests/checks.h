@@ -1,0 +1,19 @@
+// What a text of a request may be. All texts are UTF-8; none may hold control characters or line
+// separators, so that each can be printed and typed again.
+#pragma once
+
+#include <string_view>
+
+namespace callhome::service {
+
+bool is_line(std::string_view text);           // may be empty, may hold blanks
+bool is_word(std::string_view text);           // not empty, no blanks
+bool is_name(std::string_view text);           // a word of printable characters only
+bool is_email_address(std::string_view text);  // a word with text on both sides of its one '@'
+bool is_url(std::string_view text);            // a word: http:// or https:// and a host
+
+// `text` cut to at most `limit` bytes: behind the last whole line that fits, or behind the last whole
+// character when not even one line does.
+std::string_view cut_text(std::string_view text, std::size_t limit);
+
+}  // namespace callhome::service

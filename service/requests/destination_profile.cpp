@@ -1,0 +1,193 @@
+#include <algorithm>
+
+#include "requests/checks.h"
+#include "requests/fields.h"
+#include "requests/functions.h"
+
+namespace callhome::service {
+namespace {
+
+using protocol::Status;
+
+constexpr std::ptrdiff_t most_user_profiles = 1'000;
+constexpr std::size_t most_addresses = 100;           // of a profile and kind
+constexpr std::uint32_t largest_message = 5'000'000;  // bytes
+constexpr std::uint8_t highest_message_level = 9;
+constexpr std::uint32_t all_transport_methods = protocol::transport_email | protocol::transport_http;
+constexpr std::uint32_t reserved_word = 1;
+
+Outcome answer_profile(Call& call, const Profile& profile) {
+    protocol::ProfileRecord answer{};
+    write_text(answer.name, profile.name);
+    answer.transport_methods = profile.transport_methods;
+    answer.format = static_cast<std::uint32_t>(profile.format);
+    answer.message_size = profile.message_size;
+    answer.message_level = static_cast<std::uint8_t>(profile.message_level);
+    call.reply.set_record(answer);
+    return Status::ok;
+}
+
+bool is_valid(const protocol::ProfileRecord& record) {
+    const bool known_format =
+        record.format >= static_cast<std::uint32_t>(protocol::MessageFormat::xml) &&
+        record.format <= static_cast<std::uint32_t>(protocol::MessageFormat::short_text);
+    return is_name(read_text(record.name)) && known_format && record.transport_methods != 0 &&
+           record.transport_methods <= all_transport_methods && record.message_size != 0 &&
+           record.message_size <= largest_message && record.message_level <= highest_message_level;
+}
+
+std::ptrdiff_t count_user_profiles(const Configuration& configuration) {
+    return std::ranges::count(configuration.profiles, false, &Profile::built_in);
+}
+
+template <AddressKind kind>
+const std::vector<ProfileAddress>& addresses_of(const Profile& profile) {
+    return kind == AddressKind::email ? profile.email_addresses : profile.urls;
+}
+
+template <AddressKind kind>
+bool is_address(std::string_view text) {
+    return kind == AddressKind::email ? is_email_address(text) : is_url(text);
+}
+
+template <AddressKind kind>
+bool has_address(const Profile& profile, std::string_view address) {
+    return std::ranges::find(addresses_of<kind>(profile), address, &ProfileAddress::address) !=
+           addresses_of<kind>(profile).end();
+}
+
+// The entry of the profile behind the cursor; a null pointer when the walk of this profile has ended.
+template <AddressKind kind>
+const ProfileAddress* address_after(const Profile& profile, std::uint32_t cursor) {
+    const auto& addresses = addresses_of<kind>(profile);
+    const auto next = std::ranges::upper_bound(addresses, cursor, {}, &ProfileAddress::index);
+    return next == addresses.end() ? nullptr : &*next;
+}
+
+Outcome answer_address(Call& call, const Profile& profile, const ProfileAddress* entry) {
+    if (entry == nullptr) {
+        return Status::no_further_entry;
+    }
+    protocol::AddressRecord answer{};
+    write_text(answer.name, profile.name);
+    write_text(answer.address, entry->address);
+    answer.index = entry->index;
+    answer.reserved = reserved_word;
+    call.reply.set_record(answer);
+    return Status::ok;
+}
+
+}  // namespace
+
+Outcome get_profile(Call& call, const protocol::ProfileRecord& record) {
+    const Profile* profile = call.store.find_profile(read_text(record.name));
+    return profile == nullptr ? Outcome(Status::not_found) : answer_profile(call, *profile);
+}
+
+// The profile of the key may have been removed since: what would have followed it is the answer.
+Outcome get_next_profile(Call& call, const protocol::ProfileRecord& record) {
+    const std::string name = read_text(record.name);
+    const auto& profiles = call.configuration().profiles;
+    auto next = name.empty() ? profiles.begin() : call.store.profile_position(name);
+    if (next != profiles.end() && next->name == name) {
+        ++next;
+    }
+    return next == profiles.end() ? Outcome(Status::no_further_entry) : answer_profile(call, *next);
+}
+
+Outcome set_profile(Call& call, const protocol::ProfileRecord& record) {
+    if (!is_valid(record)) {
+        return Status::malformed_request;
+    }
+    const Profile changed{.name = read_text(record.name),
+                          .transport_methods = record.transport_methods,
+                          .format = static_cast<protocol::MessageFormat>(record.format),
+                          .message_size = record.message_size,
+                          .message_level = static_cast<std::int8_t>(record.message_level),
+                          .email_addresses = {},
+                          .urls = {},
+                          .alert_groups = {}};
+    const Profile* existing = call.store.find_profile(changed.name);
+    if (existing == nullptr && count_user_profiles(call.configuration()) >= most_user_profiles) {
+        return Status::limit_reached;
+    }
+    if (existing != nullptr && existing->built_in && existing->format != changed.format) {
+        return Status::built_in_profile;
+    }
+    call.store.put_profile(changed);
+    return Status::ok;
+}
+
+Outcome remove_profile(Call& call, const protocol::ProfileRecord& record) {
+    const std::string name = read_text(record.name);
+    const Profile* profile = call.store.find_profile(name);
+    if (profile == nullptr) {
+        return Status::not_found;
+    }
+    if (profile->built_in) {
+        return Status::built_in_profile;
+    }
+    call.store.remove_profile(name);
+    return Status::ok;
+}
+
+// A walk stays within the profile of its key; without a name it begins with the first profile that
+// has an entry.
+template <AddressKind kind>
+Outcome get_next_address(Call& call, const protocol::AddressRecord& record) {
+    const std::string name = read_text(record.name);
+    if (!name.empty()) {
+        const Profile* profile = call.store.find_profile(name);
+        return profile == nullptr
+                   ? Outcome(Status::no_further_entry)
+                   : answer_address(call, *profile, address_after<kind>(*profile, record.index));
+    }
+    for (const Profile& profile : call.configuration().profiles) {
+        if (const ProfileAddress* entry = address_after<kind>(profile, record.index)) {
+            return answer_address(call, profile, entry);
+        }
+    }
+    return Status::no_further_entry;
+}
+
+template <AddressKind kind>
+Outcome add_address(Call& call, const protocol::AddressRecord& record) {
+    const std::string name = read_text(record.name);
+    const std::string address = read_text(record.address);
+    if (!is_address<kind>(address)) {
+        return Status::malformed_request;
+    }
+    const Profile* profile = call.store.find_profile(name);
+    if (profile == nullptr) {
+        return Status::not_found;
+    }
+    if (has_address<kind>(*profile, address)) {
+        return Status::already_exists;
+    }
+    if (addresses_of<kind>(*profile).size() >= most_addresses) {
+        return Status::limit_reached;
+    }
+    call.store.add_address(kind, name, address);
+    return Status::ok;
+}
+
+template <AddressKind kind>
+Outcome remove_address(Call& call, const protocol::AddressRecord& record) {
+    const std::string name = read_text(record.name);
+    const std::string address = read_text(record.address);
+    const Profile* profile = call.store.find_profile(name);
+    if (profile == nullptr || !has_address<kind>(*profile, address)) {
+        return Status::not_found;
+    }
+    call.store.remove_address(kind, name, address);
+    return Status::ok;
+}
+
+template Outcome get_next_address<AddressKind::email>(Call& call, const protocol::AddressRecord& record);
+template Outcome get_next_address<AddressKind::url>(Call& call, const protocol::AddressRecord& record);
+template Outcome add_address<AddressKind::email>(Call& call, const protocol::AddressRecord& record);
+template Outcome add_address<AddressKind::url>(Call& call, const protocol::AddressRecord& record);
+template Outcome remove_address<AddressKind::email>(Call& call, const protocol::AddressRecord& record);
+template Outcome remove_address<AddressKind::url>(Call& call, const protocol::AddressRecord& record);
+
+}  // namespace callhome::service

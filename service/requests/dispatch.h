@@ -1,0 +1,48 @@
+// From a frame to the function that answers it: one table of opcode, operation, who may, and function.
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "protocol/frame.h"
+#include "requests/call.h"
+
+namespace callhome::service {
+
+enum class Access {
+    read,    // anyone who can reach the socket
+    change,  // root, the service's own user and the group callhome
+};
+
+struct RequestRow {
+    protocol::Opcode opcode;
+    protocol::Operation operation;
+    Access access;
+    std::size_t record_size;  // of the record that `function` reads; 0 when it reads none
+    Outcome (*function)(Call& call);
+};
+
+// What is not listed is not understood.
+std::span<const RequestRow> request_rows();
+
+// The longest body that a request of this opcode may announce.
+std::size_t longest_request(std::uint32_t opcode);
+
+// No request is longer.
+inline constexpr std::size_t longest_record = 2628;  // bytes
+
+class Dispatcher {
+ public:
+    Dispatcher(Store& store, MessageService& messages) : store_(store), messages_(messages) {}
+
+    // `body` is the frame's, in the transport's byte order; it is turned into host order in place.
+    // `reply` holds the answer's body in host order afterwards.
+    Outcome handle(const protocol::FrameHeader& header, std::span<std::byte> body, Caller& caller,
+                   Reply& reply);
+
+ private:
+    Store& store_;
+    MessageService& messages_;
+};
+
+}  // namespace callhome::service

@@ -1,0 +1,54 @@
+// The request functions, a family a file. Each has a row in the table of dispatch.cpp. Those that change
+// something answer malformed_request for what no switch can be configured with; a change that cannot
+// be stored leaves them as SQLite::Exception.
+#pragma once
+
+#include "protocol/records/contact.h"
+#include "protocol/records/destination_profile.h"
+#include "protocol/records/feature.h"
+#include "protocol/records/mail.h"
+#include "protocol/records/message.h"
+#include "requests/call.h"
+
+namespace callhome::service {
+
+// feature.cpp
+Outcome get_feature(Call& call, const protocol::SwitchRecord& record);
+Outcome set_feature(Call& call, const protocol::SwitchRecord& record);
+Outcome get_traps(Call& call, const protocol::SwitchRecord& record);
+Outcome set_traps(Call& call, const protocol::SwitchRecord& record);
+
+// contact.cpp
+Outcome get_contact(Call& call, const protocol::ContactRecord& record);
+Outcome set_contact(Call& call, const protocol::ContactRecord& record);
+Outcome remove_contact(Call& call, const protocol::ContactRecord& record);
+
+// destination_profile.cpp
+Outcome get_profile(Call& call, const protocol::ProfileRecord& record);
+Outcome get_next_profile(Call& call, const protocol::ProfileRecord& record);
+Outcome set_profile(Call& call, const protocol::ProfileRecord& record);
+Outcome remove_profile(Call& call, const protocol::ProfileRecord& record);
+template <AddressKind kind>
+Outcome get_next_address(Call& call, const protocol::AddressRecord& record);
+template <AddressKind kind>
+Outcome add_address(Call& call, const protocol::AddressRecord& record);
+template <AddressKind kind>
+Outcome remove_address(Call& call, const protocol::AddressRecord& record);
+
+// mail.cpp
+Outcome get_mail_settings(Call& call, const protocol::MailSettingsRecord& record);
+Outcome set_mail_settings(Call& call, const protocol::MailSettingsRecord& record);
+Outcome clear_mail_settings(Call& call, const protocol::MailSettingsRecord& record);
+Outcome get_mail_server(Call& call, const protocol::MailServerRecord& record);
+Outcome get_next_mail_server(Call& call, const protocol::MailServerRecord& record);
+Outcome set_mail_server(Call& call, const protocol::MailServerRecord& record);
+Outcome remove_mail_server(Call& call, const protocol::MailServerRecord& record);
+
+// messages.cpp
+Outcome send_message(Call& call, const protocol::SendMessageRecord& record);
+Outcome post_alert(Call& call, const protocol::AlertRecord& record);
+Outcome get_next_message(Call& call, const protocol::MessageLogRecord& record);
+Outcome get_next_delivery(Call& call, const protocol::DeliveryLogRecord& record);
+Outcome get_message_text(Call& call, const protocol::MessageKeyRecord& record);
+
+}  // namespace callhome::service

@@ -1,0 +1,77 @@
+#include "fake_message_service.h"
+
+#include <algorithm>
+
+namespace callhome::service {
+
+namespace {
+FakeMessages* current = nullptr;
+}
+
+FakeMessages& fake_messages() {
+    return *current;
+}
+
+class MessageService::Implementation {
+ public:
+    FakeMessages fake;
+};
+
+MessageService::MessageService(asio::io_context&, Database&, const Configuration&)
+    : implementation_(std::make_unique<Implementation>()) {
+    current = &implementation_->fake;
+}
+
+MessageService::~MessageService() = default;
+
+namespace {
+void take_up(FakeMessages& fake, MessageService::Done done) {
+    if (fake.storage_error) {
+        throw SQLite::Exception(*fake.storage_error);
+    }
+    if (fake.answer) {
+        done(fake.answer->first, fake.answer->second);
+    } else {
+        fake.unanswered.push_back(std::move(done));
+    }
+}
+}  // namespace
+
+void MessageService::send(const MessageRequest& request, Done done) {
+    implementation_->fake.sent.push_back(request);
+    take_up(implementation_->fake, std::move(done));
+}
+
+void MessageService::alert(const AlertRequest& request, Done done) {
+    implementation_->fake.alerts.push_back(request);
+    take_up(implementation_->fake, std::move(done));
+}
+
+std::optional<protocol::MessageLogRecord> MessageService::message_after(std::uint32_t id) const {
+    for (const auto& message : implementation_->fake.messages) {
+        if (message.id > id) {
+            return message;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<protocol::DeliveryLogRecord> MessageService::delivery_after(std::uint32_t id,
+                                                                          std::uint32_t message_id) const {
+    for (const auto& delivery : implementation_->fake.deliveries) {
+        if (delivery.id > id && (message_id == 0 || delivery.message_id == message_id)) {
+            return delivery;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> MessageService::message_text(std::uint32_t /*id*/) const {
+    return implementation_->fake.text;
+}
+
+bool MessageService::busy_soon() const {
+    return implementation_->fake.busy;
+}
+
+}  // namespace callhome::service

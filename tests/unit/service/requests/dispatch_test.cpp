@@ -1,0 +1,158 @@
+#include <map>
+#include <set>
+
+#include "requests_fixture.h"
+
+namespace callhome::service {
+namespace {
+
+const std::map<Opcode, std::set<int>> answered{
+    {Opcode::mail_settings, {1, 3, 4, 5}},
+    {Opcode::profile_email, {2, 3, 4, 6}},
+    {Opcode::destination_profile, {1, 2, 3, 4, 5, 6}},
+    {Opcode::contact_field, {1, 3, 4, 5}},
+    {Opcode::feature_state, {1, 3, 5}},
+    {Opcode::send_message, {3}},
+    {Opcode::traps, {1, 3}},
+    {Opcode::profile_url, {2, 3, 4, 6}},
+    {Opcode::mail_server, {1, 2, 3, 4, 5, 6}},
+    {Opcode::message_log, {2}},
+    {Opcode::delivery_log, {2}},
+    {Opcode::message_text, {1}},
+    {Opcode::post_alert, {3}},
+};
+
+bool changes_something(int operation) {
+    return operation == static_cast<int>(Operation::set) ||
+           operation == static_cast<int>(Operation::remove);
+}
+
+bool asks_the_pending_copy(int operation) {
+    return operation == static_cast<int>(Operation::get_pending) ||
+           operation == static_cast<int>(Operation::get_next_pending);
+}
+
+class DispatchTest : public RequestsTest {
+ protected:
+    Outcome send_zeros(Opcode opcode, int operation) {
+        const std::size_t length =
+            protocol::find_exchange(static_cast<std::uint32_t>(opcode))->request.size;
+        return send(static_cast<std::uint32_t>(opcode), static_cast<std::uint32_t>(operation),
+                    std::vector<std::byte>(length));
+    }
+};
+
+TEST_F(DispatchTest, EachOpcodeHasItsOperationsAndNoOthers) {
+    for (const auto& [opcode, operations] : answered) {
+        for (int operation = 0; operation <= 7; ++operation) {
+            const bool listed = std::ranges::any_of(request_rows(), [&](const RequestRow& row) {
+                return row.opcode == opcode && static_cast<int>(row.operation) == operation;
+            });
+            EXPECT_EQ(listed, operations.contains(operation))
+                << "opcode " << static_cast<int>(opcode) << " operation " << operation;
+            if (!listed) {
+                EXPECT_EQ(send_zeros(opcode, operation), Status::malformed_request);
+            }
+        }
+    }
+}
+
+TEST_F(DispatchTest, EachRowReadsTheRecordOfItsOpcode) {
+    for (const RequestRow& row : request_rows()) {
+        const auto* exchange = protocol::find_exchange(static_cast<std::uint32_t>(row.opcode));
+        ASSERT_NE(exchange, nullptr);
+        if (row.record_size != 0) {
+            EXPECT_EQ(row.record_size, exchange->request.size);
+        }
+    }
+}
+
+TEST_F(DispatchTest, UnknownOpcodesAreNotUnderstood) {
+    for (const std::uint32_t opcode : {0U, 2151U, 2158U, 0x4C484U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(send(opcode, 1, {}), Status::malformed_request) << opcode;
+    }
+}
+
+TEST_F(DispatchTest, WhoMayNotChangeMayStillRead) {
+    caller.allowed = false;
+    store.set_enabled(true);
+    for (const auto& [opcode, operations] : answered) {
+        for (const int operation : operations) {
+            const Outcome outcome = send_zeros(opcode, operation);
+            EXPECT_EQ(outcome == Status::permission_denied, changes_something(operation))
+                << "opcode " << static_cast<int>(opcode) << " operation " << operation;
+        }
+    }
+    EXPECT_TRUE(fake_messages().sent.empty());
+    EXPECT_TRUE(configuration().enabled);
+}
+
+TEST_F(DispatchTest, ThereIsNoPendingCopyWhileDistributionIsOff) {
+    for (const auto& [opcode, operations] : answered) {
+        for (const int operation : operations) {
+            const Outcome outcome = send_zeros(opcode, operation);
+            EXPECT_EQ(outcome == Status::distribution_off, asks_the_pending_copy(operation));
+            if (asks_the_pending_copy(operation)) {
+                EXPECT_TRUE(reply.body().empty());
+            }
+        }
+    }
+}
+
+TEST_F(DispatchTest, ARecordOfAnotherLengthIsNotUnderstood) {
+    for (const RequestRow& row : request_rows()) {
+        const auto opcode = static_cast<std::uint32_t>(row.opcode);
+        const auto operation = static_cast<std::uint32_t>(row.operation);
+        const std::size_t size = protocol::find_exchange(opcode)->request.size;
+        for (const std::size_t length : {std::size_t{0}, size - 1, size + 1}) {
+            EXPECT_EQ(send(opcode, operation, std::vector<std::byte>(length)), Status::malformed_request);
+        }
+    }
+}
+
+TEST_F(DispatchTest, ATextWithoutItsTerminatorIsNotUnderstood) {
+    for (const RequestRow& row : request_rows()) {
+        const auto opcode = static_cast<std::uint32_t>(row.opcode);
+        const protocol::Layout layout = protocol::find_exchange(opcode)->request;
+        for (const protocol::Field& field : layout.fields) {
+            if (field.kind != protocol::FieldKind::text) {
+                continue;
+            }
+            std::vector<std::byte> body(layout.size);
+            std::fill_n(body.begin() + static_cast<std::ptrdiff_t>(field.offset), field.size,
+                        std::byte{'x'});
+            EXPECT_EQ(send(opcode, static_cast<std::uint32_t>(row.operation), body),
+                      Status::malformed_request)
+                << opcode << " " << field.name;
+        }
+    }
+}
+
+TEST_F(DispatchTest, AChangeThatCannotBeStoredIsRefusedAndNotMade) {
+    database.connection().exec("PRAGMA query_only = ON");
+    const protocol::SwitchRecord on{.enabled = 1, .trailing_flag = 0};
+    EXPECT_EQ(send(Opcode::traps, Operation::set, on), Status::storage_failed);
+    EXPECT_FALSE(configuration().traps_enabled);
+    database.connection().exec("PRAGMA query_only = OFF");
+    EXPECT_EQ(send(Opcode::traps, Operation::set, on), Status::ok);
+}
+
+TEST_F(DispatchTest, NothingLongerThanTheOpcodeSRecordNeedBeReceived) {
+    EXPECT_EQ(longest_request(static_cast<std::uint32_t>(Opcode::traps)), 5U);
+    EXPECT_EQ(longest_request(static_cast<std::uint32_t>(Opcode::contact_field)), 2305U);
+    EXPECT_EQ(longest_request(1), longest_record);
+}
+
+TEST_F(DispatchTest, AReplyLeavesInTheTransportSByteOrder) {
+    store.set_traps_enabled(true);
+    const auto header = protocol::request_header(static_cast<std::uint32_t>(Opcode::traps), 1, 5);
+    ASSERT_EQ(send(Opcode::traps, Operation::get, protocol::SwitchRecord{}), Status::ok);
+    const auto frame = reply.seal(header, Status::ok);
+    ASSERT_EQ(frame.size(), sizeof(protocol::FrameHeader) + sizeof(protocol::SwitchRecord));
+    const auto body = frame.subspan(sizeof(protocol::FrameHeader));
+    EXPECT_EQ(body[0], std::byte{0});
+    EXPECT_EQ(body[3], std::byte{1});
+}
+
+}  // namespace
+}  // namespace callhome::service
