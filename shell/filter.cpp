@@ -33,7 +33,7 @@ std::string_view take_pattern(std::string_view& rest) {
             return pattern;
         }
     }
-    const std::size_t next = std::min(rest.find(" |"), rest.size());
+    const std::size_t next = rest.starts_with(filter_mark) ? 0 : std::min(rest.find(" |"), rest.size());
     const std::string_view pattern = trimmed(rest.substr(0, next));
     rest = trimmed(rest.substr(next));
     return pattern;
