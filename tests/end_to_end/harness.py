@@ -21,11 +21,11 @@ LIMIT = 60  # seconds; a guard against hanging, never what a test waits for
 class Service:
     """callhomed with its own state. Ends with the test."""
 
-    def __init__(self, folder, *options):
+    def __init__(self, folder, *options, state=None):
         self.folder = pathlib.Path(folder)
         self.options = options
         self.socket = self.folder / "callhomed.sock"
-        self.state = self.folder / "state"
+        self.state = state or self.folder / "state"
         self.log = self.folder / "callhomed.log"
         self.process = None
         self.start()

@@ -60,6 +60,7 @@ class Durability(harness.EndToEnd):
             if timer is None and len(echoed) > after:
                 timer = threading.Timer(microseconds / 1e6, service.process.kill)
                 timer.start()
+        shell.stdout.close()
         status = shell.wait(harness.LIMIT)
         if timer is not None:
             timer.join()

@@ -92,11 +92,11 @@ class HostileClients(harness.EndToEnd):
     def test_many_requests_in_one_piece_are_answered_in_order(self):
         frame = wire.header(wire.CONTACT, wire.GET, wire.CONTACT_RECORD.size)
         with wire.Connection(self.service.socket) as link:
-            names = ["priority", "siteId"] * 50
+            names = ["priority", "siteId"] * 10
             for name in names:
                 link.socket.sendall(frame + wire.CONTACT_RECORD.pack(name.encode(), b"", 0))
             statuses = [link.read_reply()[0] for _ in names]
-        self.assertEqual(statuses, [wire.OK, wire.NOT_FOUND] * 50)
+        self.assertEqual(statuses, [wire.OK, wire.NOT_FOUND] * 10)
 
 
 if __name__ == "__main__":

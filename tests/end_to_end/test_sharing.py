@@ -57,8 +57,7 @@ class OwnService(harness.EndToEnd):
         self.assertEqual(self.profiles_kept(), {f"p{i}" for i in range(6)})
 
     def profiles_kept(self):
-        state = self.folder / "state/callhome"
-        kept = harness.Service(self.folder, "--state-folder", str(state))
+        kept = harness.Service(self.folder, state=self.folder / "state/callhome")
         self.addCleanup(kept.stop)
         return {name for name in wire.configuration(kept.socket)["profiles"] if name.startswith("p")}
 
