@@ -1,3 +1,5 @@
+#include <ostream>
+
 #include "command.h"
 #include "protocol/records/destination_profile.h"
 
@@ -15,6 +17,10 @@ struct AddressCommand {
     std::uint32_t opcode;
     bool takes_email_parameter;
 };
+
+void PrintTo(const AddressCommand& command, std::ostream* out) {
+    *out << command.name;
+}
 
 class AddressTest : public LibraryTest, public testing::WithParamInterface<AddressCommand> {
  protected:

@@ -1,3 +1,5 @@
+#include <ostream>
+
 #include "command.h"
 
 namespace callhome::test {
@@ -7,6 +9,10 @@ struct Mode {
     const char* name;
     uint32_t (*enter)(CommandContext*);
 };
+
+void PrintTo(const Mode& mode, std::ostream* out) {
+    *out << mode.name;
+}
 
 class ModeTest : public LibraryTest, public testing::WithParamInterface<Mode> {};
 
