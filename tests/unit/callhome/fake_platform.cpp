@@ -33,7 +33,7 @@ void note(const std::string& call) {
 // Allocated to the byte, so that a sanitizer sees every read beyond what came.
 void hand_over_reply(const Bytes& reply, void** reply_slot, std::uint32_t* length_slot) {
     void* data = std::malloc(std::max<std::size_t>(reply.size(), 1));
-    std::memcpy(data, reply.data(), reply.size());
+    std::copy(reply.begin(), reply.end(), static_cast<std::byte*>(data));
     *reply_slot = data;
     *length_slot = static_cast<std::uint32_t>(reply.size());
     platform().reply_lengths[data] = reply.size();

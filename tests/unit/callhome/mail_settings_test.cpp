@@ -12,6 +12,8 @@ class MailSettingsTest : public LibraryTest {
         return run(callhome_email, command_);
     }
     static MailSettingsRecord sent() { return platform().exchanges.back().record<MailSettingsRecord>(); }
+    // A copy: the field itself lies at an odd address.
+    static std::uint32_t sent_vrf_id() { return sent().vrf_id; }
     // The settings that the service keeps, as a change must send them.
     static MailSettingsRecord unchanged() {
         MailSettingsRecord settings = kept_settings();
@@ -209,7 +211,7 @@ TEST_F(MailSettingsTest, StoresAnUnknownVrfWithTheContextOne) {
     command_.text(vrf_name, "unheard-of");
     configure();
     EXPECT_EQ(text(sent().vrf_name), "unheard-of");
-    EXPECT_EQ(sent().vrf_id, 1U);
+    EXPECT_EQ(sent_vrf_id(), 1U);
 }
 
 TEST_F(MailSettingsTest, StoresAVrfWithTheContextOneWhenThereIsNoVrfManager) {
@@ -218,13 +220,13 @@ TEST_F(MailSettingsTest, StoresAVrfWithTheContextOneWhenThereIsNoVrfManager) {
     command_.text(vrf_name, "management");
     configure();
     EXPECT_EQ(text(sent().vrf_name), "management");
-    EXPECT_EQ(sent().vrf_id, 1U);
+    EXPECT_EQ(sent_vrf_id(), 1U);
 }
 
 TEST_F(MailSettingsTest, AVrfWithoutANameHasTheContextOne) {
     command_.keyword(vrf_name);
     configure();
-    EXPECT_EQ(sent().vrf_id, 1U);
+    EXPECT_EQ(sent_vrf_id(), 1U);
 }
 
 TEST_F(MailSettingsTest, IgnoresKeywordsThatItDoesNotKnowAndThePriority) {
