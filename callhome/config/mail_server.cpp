@@ -19,7 +19,7 @@ using protocol::Status;
 
 constexpr std::uint32_t default_priority = 50;
 constexpr std::uint32_t server_reserved = 1;  // MailServerRecord::reserved
-constexpr std::uint32_t unknown_vrf = 0;  // MailServerRecord::vrf_id
+constexpr std::uint32_t unknown_vrf = 0;      // MailServerRecord::vrf_id
 
 void say_invalid_token() {
     std::fputs("invalid tid", stderr);
