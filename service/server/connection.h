@@ -30,6 +30,7 @@ class ConnectionHost {
     virtual Clock::duration refusal_time() const = 0;
     // The connection has this deadline now; its deadline_passed() is to be called then.
     virtual void watch_deadline(Clock::time_point deadline) = 0;
+    virtual void complain(const std::string& line) = 0;
     // The connection has closed; the host lets go of it.
     virtual void closed(Connection& connection) = 0;
 

@@ -12,6 +12,7 @@
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
 
+#include "server/complaints.h"
 #include "server/connection.h"
 #include "server/peer.h"
 
@@ -53,6 +54,7 @@ class Server final : private ConnectionHost {
     Clock::duration frame_time() const override { return limits_.frame_time; }
     Clock::duration refusal_time() const override { return limits_.refusal_time; }
     void watch_deadline(Clock::time_point deadline) override;
+    void complain(const std::string& line) override { complaints_.log(line); }
     void closed(Connection& connection) override;
 
     void accept_next();
@@ -73,6 +75,7 @@ class Server final : private ConnectionHost {
     std::map<uid_t, std::size_t> admitted_by_user_;
     std::size_t admitted_ = 0;
     std::function<void()> when_empty_;
+    Complaints complaints_;
 };
 
 }  // namespace callhome::service
