@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 
+#include <asio/basic_socket_acceptor.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
@@ -67,7 +68,7 @@ class Server final : private ConnectionHost {
     const int listening_socket_;
     const MayChange may_change_;
     const ServerLimits limits_;
-    asio::local::stream_protocol::acceptor acceptor_;
+    asio::basic_socket_acceptor<asio::local::stream_protocol, asio::io_context::executor_type> acceptor_;
     asio::steady_timer deadline_timer_;
     asio::steady_timer accept_timer_;
     std::optional<Clock::time_point> watched_deadline_;
