@@ -1,5 +1,6 @@
 #include "server/connection.h"
 
+#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 #include <sys/socket.h>
 
@@ -87,7 +88,7 @@ void Connection::receive() {
         serve();
     } else if (received < 0 && (errno == EAGAIN || errno == EINTR)) {
         wait_until_readable();
-    } else if (received == 0 && filled_ == 0) {
+    } else if (filled_ == 0) {
         close();
     } else {
         close_because("it went away within a request");
@@ -161,7 +162,8 @@ void Connection::answer_request(std::span<std::byte> body) {
 
 // What follows in the stream cannot be told apart from the refused request: the connection ends.
 void Connection::refuse(Status status) {
-    spdlog::info("user {}: {}", admission_.user, protocol::text_of(status));
+    host_.complain(
+        fmt::format("connection of user {} refused: {}", admission_.user, protocol::text_of(status)));
     close_after_reply_ = true;
     deadline_.reset();
     reply_.clear();
@@ -227,7 +229,7 @@ void Connection::keep_unfinished_frame() {
 }
 
 void Connection::close_because(const char* reason) {
-    spdlog::warn("connection of user {} closed: {}", admission_.user, reason);
+    host_.complain(fmt::format("connection of user {} closed: {}", admission_.user, reason));
     close();
 }
 

@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+#include <asio/basic_stream_socket.hpp>
+#include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
 
 #include "requests/dispatch.h"
@@ -30,6 +32,7 @@ class ConnectionHost {
     virtual Clock::duration refusal_time() const = 0;
     // The connection has this deadline now; its deadline_passed() is to be called then.
     virtual void watch_deadline(Clock::time_point deadline) = 0;
+    virtual void complain(const std::string& line) = 0;
     // The connection has closed; the host lets go of it.
     virtual void closed(Connection& connection) = 0;
 
@@ -46,7 +49,8 @@ struct Admission {
 
 class Connection final : public Caller, public std::enable_shared_from_this<Connection> {
  public:
-    using Socket = asio::local::stream_protocol::socket;
+    // The executor's type is named: a type-erased one costs each request some time.
+    using Socket = asio::basic_stream_socket<asio::local::stream_protocol, asio::io_context::executor_type>;
 
     Connection(Socket socket, Admission admission, ConnectionHost& host);
 

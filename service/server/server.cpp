@@ -1,5 +1,6 @@
 #include "server/server.h"
 
+#include <fmt/format.h>
 #include <poll.h>
 #include <spdlog/spdlog.h>
 
@@ -79,14 +80,15 @@ void Server::accept_later() {
 void Server::admit(Connection::Socket socket) {
     const auto credentials = read_credentials(socket.native_handle());
     if (!credentials) {
-        spdlog::warn("a client was turned away: the kernel does not say who it is");
+        complain("a client was turned away: the kernel does not say who it is");
         return;
     }
     const Admission admission{.user = credentials->user,
                               .may_change = may_change_(*credentials),
                               .refused = is_full_for(credentials->user)};
     if (admission.refused && connections_.size() - admitted_ >= limits_.refused_connections) {
-        spdlog::warn("a client of user {} was turned away: too many connections", credentials->user);
+        complain(
+            fmt::format("a client of user {} was turned away: too many connections", credentials->user));
         return;
     }
     if (!admission.refused) {

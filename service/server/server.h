@@ -8,10 +8,12 @@
 #include <memory>
 #include <optional>
 
+#include <asio/basic_socket_acceptor.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
 
+#include "server/complaints.h"
 #include "server/connection.h"
 #include "server/peer.h"
 
@@ -53,6 +55,7 @@ class Server final : private ConnectionHost {
     Clock::duration frame_time() const override { return limits_.frame_time; }
     Clock::duration refusal_time() const override { return limits_.refusal_time; }
     void watch_deadline(Clock::time_point deadline) override;
+    void complain(const std::string& line) override { complaints_.log(line); }
     void closed(Connection& connection) override;
 
     void accept_next();
@@ -65,7 +68,7 @@ class Server final : private ConnectionHost {
     const int listening_socket_;
     const MayChange may_change_;
     const ServerLimits limits_;
-    asio::local::stream_protocol::acceptor acceptor_;
+    asio::basic_socket_acceptor<asio::local::stream_protocol, asio::io_context::executor_type> acceptor_;
     asio::steady_timer deadline_timer_;
     asio::steady_timer accept_timer_;
     std::optional<Clock::time_point> watched_deadline_;
@@ -73,6 +76,7 @@ class Server final : private ConnectionHost {
     std::map<uid_t, std::size_t> admitted_by_user_;
     std::size_t admitted_ = 0;
     std::function<void()> when_empty_;
+    Complaints complaints_;
 };
 
 }  // namespace callhome::service

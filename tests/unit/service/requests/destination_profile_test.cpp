@@ -46,10 +46,10 @@ TEST_F(ProfileTest, AProfileIsCreatedReadChangedAndRemoved) {
     EXPECT_EQ(profile(Operation::set, record).status, Status::ok);
     const auto answer = profile(Operation::get, profile_named("ops"));
     EXPECT_EQ(answer.status, Status::ok);
-    EXPECT_EQ(answer.record->transport_methods, 3U);
-    EXPECT_EQ(answer.record->format, 3U);
-    EXPECT_EQ(answer.record->message_size, 4'000U);
-    EXPECT_EQ(answer.record->message_level, 9U);
+    EXPECT_EQ(+answer.record->transport_methods, 3U);
+    EXPECT_EQ(+answer.record->format, 3U);
+    EXPECT_EQ(+answer.record->message_size, 4'000U);
+    EXPECT_EQ(+answer.record->message_level, 9U);
     EXPECT_EQ(profile(Operation::remove, record).status, Status::ok);
     EXPECT_EQ(profile(Operation::get, record).status, Status::not_found);
     EXPECT_EQ(profile(Operation::remove, record).status, Status::not_found);
@@ -161,10 +161,10 @@ TEST_P(AddressTest, AddressesAreWalkedInTheOrderOfAdding) {
     const auto one = address(Operation::get_next, "full_txt", "");
     EXPECT_STREQ(one.record->name, "full_txt");
     EXPECT_STREQ(one.record->address, second);
-    EXPECT_EQ(one.record->index, 1U);
+    EXPECT_EQ(+one.record->index, 1U);
     const auto two = address(Operation::get_next, "full_txt", "", one.record->index);
     EXPECT_STREQ(two.record->address, first);
-    EXPECT_EQ(two.record->index, 2U);
+    EXPECT_EQ(+two.record->index, 2U);
     EXPECT_EQ(address(Operation::get_next, "full_txt", "", 2).status, Status::no_further_entry);
 }
 
@@ -187,7 +187,7 @@ TEST_P(AddressTest, RemovedAddressesLeaveTheWalkToTheOthers) {
     EXPECT_EQ(address(Operation::remove, "full_txt", first).status, Status::not_found);
     const auto left = address(Operation::get_next, "full_txt", "");
     EXPECT_STREQ(left.record->address, second);
-    EXPECT_EQ(left.record->index, 2U);
+    EXPECT_EQ(+left.record->index, 2U);
 }
 
 TEST_P(AddressTest, AnAddressIsKeptOnce) {

@@ -32,6 +32,12 @@ bool asks_the_pending_copy(int operation) {
            operation == static_cast<int>(Operation::get_next_pending);
 }
 
+bool is_listed(Opcode opcode, int operation) {
+    return std::ranges::any_of(request_rows(), [&](const RequestRow& row) {
+        return row.opcode == opcode && static_cast<int>(row.operation) == operation;
+    });
+}
+
 class DispatchTest : public RequestsTest {
  protected:
     Outcome send_zeros(Opcode opcode, int operation) {
@@ -45,9 +51,7 @@ class DispatchTest : public RequestsTest {
 TEST_F(DispatchTest, EachOpcodeHasItsOperationsAndNoOthers) {
     for (const auto& [opcode, operations] : answered) {
         for (int operation = 0; operation <= 7; ++operation) {
-            const bool listed = std::ranges::any_of(request_rows(), [&](const RequestRow& row) {
-                return row.opcode == opcode && static_cast<int>(row.operation) == operation;
-            });
+            const bool listed = is_listed(opcode, operation);
             EXPECT_EQ(listed, operations.contains(operation))
                 << "opcode " << static_cast<int>(opcode) << " operation " << operation;
             if (!listed) {

@@ -23,10 +23,10 @@ TEST_F(FeatureTest, EnablingSaysStepByStepWhatIsMissing) {
     EXPECT_EQ(feature(Operation::set, 1).status, Status::no_destination);
     store.add_address(AddressKind::email, "short_txt", "ops@example.net");
     EXPECT_EQ(feature(Operation::set, 1).status, Status::no_mail_server);
-    EXPECT_EQ(feature(Operation::get).record->enabled, 0U);
+    EXPECT_EQ(+feature(Operation::get).record->enabled, 0U);
     store.put_mail_server({.host = "mx.example.net", .vrf_name = {}});
     EXPECT_EQ(feature(Operation::set, 1).status, Status::ok);
-    EXPECT_EQ(feature(Operation::get).record->enabled, 1U);
+    EXPECT_EQ(+feature(Operation::get).record->enabled, 1U);
 }
 
 class EnabledMailTest : public FeatureTest {
@@ -72,11 +72,11 @@ TEST_F(FeatureTest, OtherNumbersAreNotUnderstood) {
 }
 
 TEST_F(FeatureTest, TrapsAreSwitchedOnAndOff) {
-    EXPECT_EQ(traps(Operation::get).record->enabled, 0U);
+    EXPECT_EQ(+traps(Operation::get).record->enabled, 0U);
     EXPECT_EQ(traps(Operation::set, 1).status, Status::ok);
-    EXPECT_EQ(traps(Operation::get).record->enabled, 1U);
+    EXPECT_EQ(+traps(Operation::get).record->enabled, 1U);
     EXPECT_EQ(traps(Operation::set, 0).status, Status::ok);
-    EXPECT_EQ(traps(Operation::get).record->enabled, 0U);
+    EXPECT_EQ(+traps(Operation::get).record->enabled, 0U);
 }
 
 }  // namespace

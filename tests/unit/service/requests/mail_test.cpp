@@ -52,7 +52,7 @@ TEST_F(MailSettingsTest, RemovingStoresWhatIsLeft) {
     EXPECT_STREQ(answer.record->from, "");
     EXPECT_STREQ(answer.record->reply_to, "ops@example.net");
     EXPECT_STREQ(answer.record->smtp_server, "192.0.2.25");
-    EXPECT_EQ(answer.record->port, 2525U);
+    EXPECT_EQ(+answer.record->port, 2525U);
 }
 
 TEST_F(MailSettingsTest, WithTheServerGoesWhatBelongsToIt) {
@@ -63,10 +63,10 @@ TEST_F(MailSettingsTest, WithTheServerGoesWhatBelongsToIt) {
     const auto answer = settings(Operation::get);
     EXPECT_STREQ(answer.record->from, "switch@example.net");
     EXPECT_STREQ(answer.record->smtp_server, "");
-    EXPECT_EQ(answer.record->address_type, 0U);
-    EXPECT_EQ(answer.record->port, 0U);
+    EXPECT_EQ(+answer.record->address_type, 0U);
+    EXPECT_EQ(+answer.record->port, 0U);
     EXPECT_STREQ(answer.record->vrf_name, "");
-    EXPECT_EQ(answer.record->vrf_id, 1U);
+    EXPECT_EQ(+answer.record->vrf_id, 1U);
 }
 
 struct BadSettings {

@@ -121,7 +121,7 @@ TEST_F(MessagesTest, MessagesAreWalkedById) {
     write_text(record.subject, "test");
     fake_messages().messages = {record};
     const auto answer = ask(Opcode::message_log, Operation::get_next, MessageLogRecord{});
-    EXPECT_EQ(answer.record->id, 7U);
+    EXPECT_EQ(+answer.record->id, 7U);
     EXPECT_STREQ(answer.record->subject, "test");
     EXPECT_EQ(ask(Opcode::message_log, Operation::get_next, record).status, Status::no_further_entry);
 }
@@ -134,10 +134,10 @@ TEST_F(MessagesTest, ReceiversAreWalkedOfOneMessageOrOfAll) {
     two.id = 2;
     two.message_id = 8;
     fake_messages().deliveries = {one, two};
-    EXPECT_EQ(ask(Opcode::delivery_log, Operation::get_next, DeliveryLogRecord{}).record->id, 1U);
+    EXPECT_EQ(+ask(Opcode::delivery_log, Operation::get_next, DeliveryLogRecord{}).record->id, 1U);
     EXPECT_EQ(ask(Opcode::delivery_log, Operation::get_next, one).status, Status::no_further_entry);
     one.message_id = 0;
-    EXPECT_EQ(ask(Opcode::delivery_log, Operation::get_next, one).record->id, 2U);
+    EXPECT_EQ(+ask(Opcode::delivery_log, Operation::get_next, one).record->id, 2U);
 }
 
 TEST_F(MessagesTest, AMessageIsShownAsItsReceiversSeeIt) {
