@@ -78,7 +78,7 @@ class Compiler {
         rest_.remove_prefix(1);
     }
 
-    void join(Piece& head, Piece tail) {
+    void join(Piece& head, const Piece& tail) {
         for (const std::uint16_t node : head.last) {
             append(grammar_.nodes[node].followers, tail.first);
         }
