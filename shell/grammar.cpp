@@ -189,6 +189,7 @@ class Reader {
 
 constexpr std::size_t expected_nodes = 512;
 constexpr std::size_t expected_commands = 128;
+constexpr std::size_t expected_words = 128;
 
 }  // namespace
 
@@ -197,6 +198,7 @@ Grammar read_grammar(std::string_view text, std::string file) {
     grammar.file = std::move(file);
     grammar.nodes.reserve(expected_nodes);
     grammar.commands.reserve(expected_commands);
+    grammar.word_help.reserve(expected_words);
     Reader(text, grammar).read();
     return grammar;
 }

@@ -96,7 +96,7 @@ class LevelParser {
         add_tokens(parsed);
         if (parsed.tokens.size() > most_tokens) {
             ParseError error{
-                ErrorKind::value, 0, std::string(line_), {}, "has more words than a command can have"};
+                ErrorKind::value, 0, {}, {}, "the command has more words than a handler can be given"};
             return {std::move(error), words_matched_};
         }
         return {std::move(parsed), words_matched_};
@@ -224,7 +224,7 @@ ParseResult parse_line(const Grammar& grammar, std::size_t mode, std::string_vie
     if (std::optional<std::string> why = why_unprintable(words, position)) {
         position += static_cast<std::size_t>(words.data() - line.data());
         return ParseError{
-            ErrorKind::value, position, "character " + std::to_string(position + 1), {}, *why};
+            ErrorKind::value, position, {}, {}, "character " + std::to_string(position + 1) + " " + *why};
     }
     return parse_words(grammar, mode, line, words);
 }
@@ -243,7 +243,7 @@ std::string describe(const ParseError& error) {
         case ErrorKind::value:
             break;
     }
-    return "Invalid value: " + quoted(error.word) + " " + error.reason;
+    return "Invalid value: " + (error.word.empty() ? "" : quoted(error.word) + " ") + error.reason;
 }
 
 }  // namespace callhome::shell

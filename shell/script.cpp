@@ -12,7 +12,8 @@ namespace callhome::shell {
 
 namespace {
 
-constexpr std::size_t longest_line = 65536;  // bytes; no command comes near it
+constexpr std::string_view control_z = "\x1A";  // as recorded from a terminal: back to exec mode
+constexpr std::size_t longest_line = 65536;     // bytes; no command comes near it
 
 struct Released {
     void operator()(char* memory) const { std::free(memory); }
@@ -60,7 +61,7 @@ void ScriptRunner::run_line(std::string_view line, const std::string& place) {
             throw std::runtime_error("The line is longer than " + std::to_string(longest_line) + " bytes");
         }
         platform::set_error_prefix(place + ": ");
-        const LineResult result = session_.run(line);
+        const LineResult result = session_.run(trimmed(line) == control_z ? "end" : line);
         if (result.outcome == LineOutcome::not_understood) {
             message = describe(result.error);
         } else if (result.outcome == LineOutcome::command_failed) {

@@ -22,7 +22,33 @@ void append(Nodes& to, const Nodes& from) {
     to.insert(to.end(), from.begin(), from.end());
 }
 
-constexpr std::string_view delimiters = " \t[](|)<>$";
+constexpr bool is_delimiter(char character) {
+    switch (character) {
+        case ' ':
+        case '\t':
+        case '[':
+        case ']':
+        case '(':
+        case '|':
+        case ')':
+        case '<':
+        case '>':
+        case '$':
+            return true;
+        default:
+            return false;
+    }
+}
+
+// The name that `text` begins with.
+constexpr std::string_view name_at(std::string_view text) {
+    std::size_t length = 0;
+    while (length < text.size() && !is_delimiter(text[length])) {
+        ++length;
+    }
+    return text.substr(0, length);
+}
+
 constexpr int deepest_set = 4;
 
 class Compiler {
@@ -52,7 +78,7 @@ class Compiler {
         rest_.remove_prefix(1);
     }
 
-    void join(Piece& head, Piece tail) {
+    void join(Piece& head, const Piece& tail) {
         for (const std::uint16_t node : head.last) {
             append(grammar_.nodes[node].followers, tail.first);
         }
@@ -121,7 +147,7 @@ class Compiler {
     }
 
     std::string_view take_name() {
-        const std::string_view name = rest_.substr(0, rest_.find_first_of(delimiters));
+        const std::string_view name = name_at(rest_);
         rest_.remove_prefix(name.size());
         return name;
     }
@@ -208,7 +234,7 @@ void append_without_ids(std::string& readable, std::string_view syntax) {
             return;
         }
         const bool is_set = syntax.front() == '$';
-        const std::string_view name = syntax.substr(1, syntax.substr(1).find_first_of(delimiters));
+        const std::string_view name = name_at(syntax.substr(1));
         if (is_set) {
             readable += name;
         }

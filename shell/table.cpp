@@ -51,6 +51,7 @@ std::string printable(std::string_view text, KeepLineEnds keep) {
 
 void Table::add(const std::vector<std::string>& row) {
     std::vector<std::string> cells;
+    cells.reserve(row.size());
     for (const std::string& cell : row) {
         cells.push_back(printable(cell, KeepLineEnds::no));
     }

@@ -20,15 +20,16 @@ constexpr const char* program_name = "callhome";  // in ~/.editrc
 constexpr std::string_view start_marking_pastes = "\033[?2004h";
 constexpr std::string_view stop_marking_pastes = "\033[?2004l";
 constexpr std::string_view end_of_paste = "\033[201~";
-constexpr const char* insert_pasted_key = "\033[callhome-paste~";  // no key sends it
+// No key sends it.
+constexpr const wchar_t* insert_pasted_key = L"\033[callhome-paste~";
 constexpr std::size_t longest_paste = 1 << 20;
 constexpr std::size_t screen_width = 80;
 
 struct KeyFunction {
-    const char* key;
-    const char* name;
-    const char* what;
-    unsigned char (*run)(EditLine*, int);
+    const wchar_t* key;
+    const wchar_t* name;
+    const wchar_t* what;
+    unsigned char (*run)(EditLine*, wint_t);
 };
 
 bool is_capable_terminal() {
@@ -43,7 +44,7 @@ void write_out(std::string_view text) {
 
 // Choices side by side.
 std::string in_columns(const std::vector<std::string>& words) {
-    std::size_t width = 0;
+    std::size_t width = 1;
     for (const std::string& word : words) {
         width = std::max(width, word.size() + 2);
     }
@@ -94,17 +95,18 @@ Terminal::~Terminal() {
 
 void Terminal::bind_keys() {
     static constexpr KeyFunction functions[] = {
-        {"?", "callhome-help", "Shows what may stand here", &Terminal::question_mark},
-        {"\t", "callhome-complete", "Completes a word", &Terminal::tab},
-        {"^C", "callhome-drop-line", "Drops the line", &Terminal::drop_line},
-        {"^Z", "callhome-end", "Goes back to exec mode", &Terminal::end_mode},
-        {"\033[200~", "callhome-paste", "Inserts what is pasted", &Terminal::paste},
-        {insert_pasted_key, "callhome-insert-pasted", "Inserts the rest of a paste",
+        {L"?", L"callhome-help", L"Shows what may stand here", &Terminal::question_mark},
+        {L"\t", L"callhome-complete", L"Completes a word", &Terminal::tab},
+        {L"^C", L"callhome-drop-line", L"Drops the line", &Terminal::drop_line},
+        {L"^Z", L"callhome-end", L"Goes back to exec mode", &Terminal::end_mode},
+        {L"\033[200~", L"callhome-paste", L"Inserts what is pasted", &Terminal::paste},
+        {insert_pasted_key, L"callhome-insert-pasted", L"Inserts the rest of a paste",
          &Terminal::insert_pasted},
     };
     for (const KeyFunction& row : functions) {
-        el_set(editor_, EL_ADDFN, row.name, row.what, row.run);
-        el_set(editor_, EL_BIND, row.key, row.name, nullptr);
+        // The narrow el_set would keep copies of the names and never release them.
+        el_wset(editor_, EL_ADDFN, row.name, row.what, row.run);
+        el_wset(editor_, EL_BIND, row.key, row.name, nullptr);
     }
     el_set(editor_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     el_set(editor_, EL_BIND, "^W", "ed-delete-prev-word", nullptr);
@@ -134,7 +136,7 @@ unsigned char Terminal::insert(const std::string& text) {
     return el_insertstr(editor_, text.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
 }
 
-unsigned char Terminal::question_mark(EditLine* editor, int) {
+unsigned char Terminal::question_mark(EditLine* editor, wint_t) {
     Terminal& self = of(editor);
     const std::string text = self.text_before_cursor();
     const Expectation expectation = expectation_at(self.session_.grammar(), self.session_.mode(), text);
@@ -145,7 +147,7 @@ unsigned char Terminal::question_mark(EditLine* editor, int) {
     return CC_REDISPLAY;
 }
 
-unsigned char Terminal::tab(EditLine* editor, int) {
+unsigned char Terminal::tab(EditLine* editor, wint_t) {
     Terminal& self = of(editor);
     const Completion completion =
         complete(self.session_.grammar(), self.session_.mode(), self.text_before_cursor());
@@ -159,20 +161,20 @@ unsigned char Terminal::tab(EditLine* editor, int) {
     return CC_REDISPLAY;
 }
 
-unsigned char Terminal::drop_line(EditLine* editor, int) {
+unsigned char Terminal::drop_line(EditLine* editor, wint_t) {
     of(editor).answer_ = TypedLine::dropped;
     write_out("^C");
     return CC_NEWLINE;
 }
 
-unsigned char Terminal::end_mode(EditLine* editor, int) {
+unsigned char Terminal::end_mode(EditLine* editor, wint_t) {
     of(editor).answer_ = TypedLine::return_to_exec;
     write_out("^Z");
     return CC_NEWLINE;
 }
 
 // Takes what is pasted as text: a tab or a question mark in it is no request.
-unsigned char Terminal::paste(EditLine* editor, int) {
+unsigned char Terminal::paste(EditLine* editor, wint_t) {
     Terminal& self = of(editor);
     std::string text;
     char character = 0;
@@ -187,7 +189,7 @@ unsigned char Terminal::paste(EditLine* editor, int) {
     return insert_pasted(editor, 0);
 }
 
-unsigned char Terminal::insert_pasted(EditLine* editor, int) {
+unsigned char Terminal::insert_pasted(EditLine* editor, wint_t) {
     Terminal& self = of(editor);
     const std::size_t end = self.pasted_.find('\n');
     const bool is_whole_line = end != std::string::npos;
@@ -212,7 +214,7 @@ TypedLine Terminal::read_line(std::string& line) {
         write_out(start_marking_pastes);
     }
     if (!pasted_.empty()) {
-        el_push(editor_, insert_pasted_key);
+        el_wpush(editor_, insert_pasted_key);
     }
     int length = 0;
     const char* typed = el_gets(editor_, &length);

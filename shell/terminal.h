@@ -34,12 +34,12 @@ class Terminal {
  private:
     static Terminal& of(EditLine* editor);
     static char* prompt(EditLine* editor);
-    static unsigned char question_mark(EditLine* editor, int key);
-    static unsigned char tab(EditLine* editor, int key);
-    static unsigned char drop_line(EditLine* editor, int key);
-    static unsigned char end_mode(EditLine* editor, int key);
-    static unsigned char paste(EditLine* editor, int key);
-    static unsigned char insert_pasted(EditLine* editor, int key);
+    static unsigned char question_mark(EditLine* editor, wint_t key);
+    static unsigned char tab(EditLine* editor, wint_t key);
+    static unsigned char drop_line(EditLine* editor, wint_t key);
+    static unsigned char end_mode(EditLine* editor, wint_t key);
+    static unsigned char paste(EditLine* editor, wint_t key);
+    static unsigned char insert_pasted(EditLine* editor, wint_t key);
 
     void bind_keys();
     std::string text_before_cursor() const;

@@ -50,7 +50,7 @@ TEST_P(HelpAt, ListsWhatMayStandThere) {
 }
 
 constexpr Place places[] = {
-    {"exec", "", "exit|quit|end|help|configure|callhome|show"},
+    {"exec", "", "configure|callhome|show|exit|quit|end|help"},
     {"exec", "c", "configure|callhome"},
     {"exec", "callhome ", "test|send"},
     {"exec", "callhome test ", "inventory|sup-failure <cr>"},
@@ -60,7 +60,7 @@ constexpr Place places[] = {
     {"exec", "callhome send sw-crash process ", "NAME"},
     {"exec", "callhome send sw-crash process p ", "reason <cr>"},
     {"exec", "callhome send sw-crash process p reason why not", "REASON <cr>"},
-    {"configuration", "", "no|do|exit|quit|end|help|callhome|snmp-server"},
+    {"configuration", "", "no|do|callhome|snmp-server|exit|quit|end|help"},
     {"configuration", "callhome ", "test|send <cr>"},
     {"configuration", "no ", "callhome|snmp-server"},
     {"configuration", "do show ", "callhome|history|version"},

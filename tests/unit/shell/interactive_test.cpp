@@ -23,7 +23,7 @@ TEST(ErrorUnderLine, CountsCharactersAndNotBytes) {
 }
 
 TEST(ErrorUnderLine, ListsWhatAnAmbiguousWordMayBe) {
-    EXPECT_EQ(shown("en"), "    ^\n% Ambiguous command: \"en\"\n  end\n  enable\n");
+    EXPECT_EQ(shown("en"), "    ^\n% Ambiguous command: \"en\"\n  enable\n  end\n");
 }
 
 TEST(ErrorUnderLine, SaysTheRangeOfANumber) {

@@ -45,6 +45,10 @@ class Script(unittest.TestCase):
                          "sw(config-callhome-signature)# exit\nsw(config-callhome)# end\nsw# exit\n")
         self.assertEqual(done.returncode, 0)
 
+    def test_a_recorded_ctrl_z_goes_back_to_exec_mode(self):
+        done = shell("-c", "conf t", "-c", "\x1a", "-c", "snmp-server enable traps callhome")
+        self.assertTrue(done.stderr.startswith('command 3: Invalid input at "snmp-server"'), done.stderr)
+
     def test_an_error_of_a_command_names_its_number(self):
         done = shell("-c", "show version", "-c", "show wrod")
         self.assertEqual(done.stderr,

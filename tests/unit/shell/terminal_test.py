@@ -26,7 +26,8 @@ class Terminal(unittest.TestCase):
         child = pexpect.spawn(
             SHELL, ["--library", LIBRARY, "--socket", "/nonexistent/socket", "--prompt-name", "sw", *arguments],
             env={"TERM": term, "PATH": "/usr/bin:/bin", "HOME": str(self.folder),
-                 "XDG_STATE_HOME": str(self.folder / "state")},
+                 "XDG_STATE_HOME": str(self.folder / "state"),
+                 "ASAN_OPTIONS": "handle_segv=0"},  # a crash shall be one also under the sanitizers
             encoding="utf-8", timeout=LIMIT, dimensions=(rows, 80))
         self.addCleanup(child.close, force=True)
         child.expect_exact(EXEC)
