@@ -1,6 +1,7 @@
 #include "built_ins.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <stdexcept>
@@ -53,10 +54,13 @@ std::uint32_t show_history(Session& session, const ParsedCommand&) {
     return done;
 }
 
-// Tells of a refusal; true when there was none.
-bool succeeded(ServiceStatus status) {
+// What shell_print_mts_error distinguishes.
+enum class CommandClass : std::uint32_t { display = 1, configuration = 2 };
+
+// Tells of a refusal or a lost service; true when there was neither.
+bool succeeded(ServiceStatus status, CommandClass command = CommandClass::display) {
     if (status < 0) {
-        std::fprintf(stderr, "%% %s\n", sys_err_to_str(status));
+        shell_print_mts_error(static_cast<std::uint32_t>(command), errno);
     } else if (status != 0) {
         std::puts(sys_err_to_str(status));
     }
@@ -68,7 +72,7 @@ std::uint32_t set_system_contact(Session&, const ParsedCommand& command) {
     if (!command.no_form) {
         contact = std::get<std::string>(command.values.front().value);
     }
-    return succeeded(platform::set_system_contact(contact)) ? done : failed;
+    return succeeded(platform::set_system_contact(contact), CommandClass::configuration) ? done : failed;
 }
 
 std::string time_text(std::uint32_t seconds) {

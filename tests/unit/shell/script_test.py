@@ -87,6 +87,12 @@ class Script(unittest.TestCase):
         self.assertEqual(done.stderr, "the service is lost\n")
         self.assertEqual(done.returncode, 1)
 
+    def test_a_command_of_the_shell_itself_says_that_the_service_is_lost(self):
+        done = shell("-c", "conf t", "-c", "snmp-server contact Ann")
+        self.assertTrue(done.stderr.startswith("command 2: The change was not made: "), done.stderr)
+        self.assertTrue(done.stderr.endswith("command 2: command failed: snmp-server contact Ann\n"), done.stderr)
+        self.assertEqual(done.returncode, 1)
+
     def test_output_and_errors_stand_in_order(self):
         done = shell("--echo", "--keep-going", "-c", "show version", "-c", "wrod", "-c", "show version", merge=True)
         kinds = [line.split(" ")[0] for line in done.stdout.splitlines()]
