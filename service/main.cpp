@@ -45,7 +45,7 @@ void announce_ready(const Options& options) {
     if (!options.ready_descriptor) {
         return;
     }
-    const char ready = '1';
+    const char ready = '\n';  // a line for who reads lines
     if (::write(*options.ready_descriptor, &ready, sizeof(ready)) != sizeof(ready)) {
         spdlog::warn("whoever started this service does not wait for it any more");
     }
@@ -68,7 +68,7 @@ void serve(const Options& options) {
     asio::io_context io(one_thread);
     asio::signal_set signals(io, SIGTERM, SIGINT, SIGHUP);
     end_on_signals(signals, io);
-    MessageService messages(io, database, store.configuration());
+    MessageService messages(io, database, store.configuration(), options.delivery);
     Dispatcher dispatcher(store, messages);
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),

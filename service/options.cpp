@@ -1,9 +1,13 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <string>
+#include <utility>
 
 namespace callhome::service {
 namespace {
@@ -50,6 +54,25 @@ void fill_defaults(Options& options) {
     }
 }
 
+constexpr int longest_setting = 86'400;  // seconds
+
+// How long messages may take; the defaults suit a switch, other limits suit a trial.
+void add_delivery_options(CLI::App& app, DeliverySettings& settings) {
+    const auto add = [&app](const char* name, const char* help, std::function<void(int)> take) {
+        app.add_option_function<int>(name, std::move(take), help)
+            ->check(CLI::Range(1, longest_setting))
+            ->type_name("SECONDS");
+    };
+    add("--first-retry", "Pause before the second try of a delivery; later pauses double (60)",
+        [&settings](int seconds) { settings.retry.first_pause = std::chrono::seconds(seconds); });
+    add("--transfer-limit", "Longest time for one transfer to one server (120)", [&settings](int seconds) {
+        const std::chrono::seconds limit(seconds);
+        settings.transfer.total = limit;
+        settings.transfer.response = std::min(settings.transfer.response, limit);
+        settings.transfer.connect = std::min<std::chrono::milliseconds>(settings.transfer.connect, limit);
+    });
+}
+
 }  // namespace
 
 std::variant<Options, ExitStatus> parse_options(int argument_count, const char* const* arguments) {
@@ -75,9 +98,9 @@ std::variant<Options, ExitStatus> parse_options(int argument_count, const char* 
                                                                   {"error", spdlog::level::err},
                                                                   {"off", spdlog::level::off}};
     app.add_option("--log-level", options.log_level, "debug, info, warning, error or off")
-        ->transform(CLI::Transformer(levels))
-        ->check(CLI::IsMember(levels))
+        ->transform(CLI::CheckedTransformer(levels))
         ->type_name("LEVEL");
+    add_delivery_options(app, options.delivery);
     try {
         app.parse(argument_count, arguments);
         fill_defaults(options);

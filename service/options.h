@@ -7,6 +7,8 @@
 
 #include <spdlog/common.h>
 
+#include "delivery/settings.h"
+
 namespace callhome::service {
 
 struct Options {
@@ -16,6 +18,7 @@ struct Options {
     bool exit_when_idle = false;
     std::optional<int> ready_descriptor;
     spdlog::level::level_enum log_level = spdlog::level::info;
+    DeliverySettings delivery;
 };
 
 enum ExitStatus : int {

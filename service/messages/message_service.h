@@ -10,6 +10,7 @@
 
 #include <asio/io_context.hpp>
 
+#include "delivery/settings.h"
 #include "protocol/records/message.h"
 #include "protocol/status.h"
 #include "store/configuration.h"
@@ -19,7 +20,7 @@ namespace callhome::service {
 
 // What a message is asked for with. Texts are as they came from the shell.
 struct MessageRequest {
-    std::string type;         // "test", "inventory", "PERIODIC_CONFIGURATION", "TEMO-normal", "SW_CRASH", …
+    std::string type;  // "test", "inventory", "PERIODIC_CONFIGURATION", "TEMO-normal", "SW_CRASH", …
     std::string parameter_1;  // of an action message
     std::string parameter_2;
     std::string requested_by;  // login name of the operator
@@ -33,7 +34,7 @@ struct AlertRequest {
 };
 
 class MessageService {
-   public:
+ public:
     // Called once, on the io_context's thread: the status of the request and the reply text, one line a
     // receiver ("Successfully sent …" or what went wrong and what happens next).
     using Done = std::function<void(protocol::Status, std::string reply_text)>;
@@ -41,27 +42,33 @@ class MessageService {
     // Takes up what an earlier run has left in the queue. `configuration` is read at the moment of use;
     // it must outlive this object. Everything but the network runs on the io_context's thread.
     MessageService(asio::io_context& io, Database& database, const Configuration& configuration);
+    // With other limits than those of the service.
+    MessageService(asio::io_context& io, Database& database, const Configuration& configuration,
+                   const DeliverySettings& settings);
     ~MessageService();
 
     MessageService(const MessageService&) = delete;
     MessageService& operator=(const MessageService&) = delete;
 
     // Records the message for each profile that takes it and offers it to the receivers. `done` is told
-    // when each receiver was tried once, or after 45 seconds. message_in_progress while another request
-    // is being processed.
+    // when each receiver was tried once, or after 45 seconds: ok when one of them has the message,
+    // not_sent when none has it (yet). Further: malformed_request for an unknown type or alert, not_sent
+    // with what to configure when no profile takes the message, message_in_progress while another
+    // request is being processed, limit_reached while too much waits already, storage_failed.
     void send(const MessageRequest& request, Done done);
     void alert(const AlertRequest& request, Done done);
 
     // Walks by id, from the entry after `id`; nothing when there is none.
     std::optional<protocol::MessageLogRecord> message_after(std::uint32_t id) const;
-    std::optional<protocol::DeliveryLogRecord> delivery_after(std::uint32_t id, std::uint32_t message_id) const;
+    std::optional<protocol::DeliveryLogRecord> delivery_after(std::uint32_t id,
+                                                              std::uint32_t message_id) const;
     // The message as its receivers see it: an e-mail with its headers.
     std::optional<std::string> message_text(std::uint32_t id) const;
 
     // True while something in the queue is due within a minute: no time to end the process.
     bool busy_soon() const;
 
-   private:
+ private:
     class Implementation;
     std::unique_ptr<Implementation> implementation_;
 };

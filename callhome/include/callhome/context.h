@@ -28,7 +28,7 @@ struct TokenRecord {
     /* NUL-terminated text (words, texts, host names), a 32-bit integer in host order, one byte
      * (8-bit parameters) or the address block. May be unaligned. A keyword that carries no
      * parameter has its own word here, or nothing. */
-    void *value;
+    void* value;
     uint32_t value_kind; /* form of the value as a second code */
 };
 
@@ -43,11 +43,11 @@ struct CommandContext {
     uint32_t mode_bypass; /* not 0: mode-entry handlers accept the command without the "no" check */
     uint32_t skip_exec;   /* not 0: handlers that act at once do nothing */
     uint32_t transport_handle;
-    uint32_t command_id; /* which form of the command was matched */
+    uint32_t command_id;                            /* which form of the command was matched */
     uint8_t link_block_1[CALLHOME_LINK_BLOCK_SIZE]; /* the shell's own, passed to the service link */
     uint8_t link_block_2[CALLHOME_LINK_BLOCK_SIZE];
     /* tokens[1] .. tokens[token_count]; tokens[0] is unused */
-    struct TokenRecord *tokens[CALLHOME_TOKEN_SLOTS];
+    struct TokenRecord* tokens[CALLHOME_TOKEN_SLOTS];
     uint32_t active_sup; /* 1 on the active supervisor */
 };
 

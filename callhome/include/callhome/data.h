@@ -7,13 +7,14 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 enum { CALLHOME_BUFFER_SIZE = 512 };
 
 /* Class of the command being run: 2 configuration, 1 exec, show and running configuration. */
 extern uint32_t cmd_type;
 /* Structured-output handle of the running show command. */
-extern void *h;
+extern void* h;
 /* Line buffer of the show handlers. */
 extern char buffer[CALLHOME_BUFFER_SIZE];
 /* Which copy of the configuration the generators read: 1 the effective one, 0 the pending one. */
@@ -28,9 +29,9 @@ extern uint32_t callhome_pendig_diff_flag;
 
 /* One item of contact information. */
 struct CallhomeInfoRow {
-    const char *mib_name;
-    const char *description;
-    const char *keyword; /* of the command that sets it; null when it is set elsewhere */
+    const char* mib_name;
+    const char* description;
+    const char* keyword; /* of the command that sets it; null when it is set elsewhere */
     int required;        /* not 0: the feature cannot be enabled without it */
 };
 
@@ -40,6 +41,7 @@ enum { CALLHOME_INFO_ROWS = 8 };
 extern const struct CallhomeInfoRow callhome_info_table[CALLHOME_INFO_ROWS];
 extern const int callhome_info_table_size;
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

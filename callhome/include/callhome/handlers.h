@@ -10,63 +10,65 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 /* Entering the call-home mode and the diagnostic-signature mode. */
-uint32_t callhome_mode(struct CommandContext *ctx);
-uint32_t ch_config_gch_ds_mode(struct CommandContext *ctx);
+uint32_t callhome_mode(struct CommandContext* ctx);
+uint32_t ch_config_gch_ds_mode(struct CommandContext* ctx);
 
 /* Switching the feature and its traps on and off. callhome_enable returns 0 also after it has listed
  * what is missing. */
-uint32_t callhome_enable(struct CommandContext *ctx);
-uint32_t callhome_traps_enable(struct CommandContext *ctx);
+uint32_t callhome_enable(struct CommandContext* ctx);
+uint32_t callhome_traps_enable(struct CommandContext* ctx);
 
 /* Sending a message now. callhome_test_inventory and callhome_test_supfailure return 0 also when the
  * message could not be sent, unless another one is being processed. */
-uint32_t callhome_test(struct CommandContext *ctx);
-uint32_t callhome_test_inventory(struct CommandContext *ctx);
-uint32_t callhome_send_config(struct CommandContext *ctx);
-uint32_t callhome_send_diag(struct CommandContext *ctx);
-uint32_t callhome_send_swcrash(struct CommandContext *ctx);
-uint32_t callhome_send_obx(struct CommandContext *ctx);
-uint32_t callhome_test_supfailure(struct CommandContext *ctx);
+uint32_t callhome_test(struct CommandContext* ctx);
+uint32_t callhome_test_inventory(struct CommandContext* ctx);
+uint32_t callhome_send_config(struct CommandContext* ctx);
+uint32_t callhome_send_diag(struct CommandContext* ctx);
+uint32_t callhome_send_swcrash(struct CommandContext* ctx);
+uint32_t callhome_send_obx(struct CommandContext* ctx);
+uint32_t callhome_test_supfailure(struct CommandContext* ctx);
 
 /* Configuration. */
-uint32_t callhome_info(struct CommandContext *ctx);
-uint32_t callhome_destprofile(struct CommandContext *ctx);
-uint32_t callhome_destprofile_email(struct CommandContext *ctx);
-uint32_t callhome_destprofile_url(struct CommandContext *ctx);
-uint32_t callhome_destprofile_transport_method(struct CommandContext *ctx);
-uint32_t callhome_email(struct CommandContext *ctx);
-uint32_t callhome_multiple_smtp(struct CommandContext *ctx);
+uint32_t callhome_info(struct CommandContext* ctx);
+uint32_t callhome_destprofile(struct CommandContext* ctx);
+uint32_t callhome_destprofile_email(struct CommandContext* ctx);
+uint32_t callhome_destprofile_url(struct CommandContext* ctx);
+uint32_t callhome_destprofile_transport_method(struct CommandContext* ctx);
+uint32_t callhome_email(struct CommandContext* ctx);
+uint32_t callhome_multiple_smtp(struct CommandContext* ctx);
 
 /* Displays. */
-uint32_t callhome_show_emailconf(struct CommandContext *ctx);
+uint32_t callhome_show_emailconf(struct CommandContext* ctx);
 
 /* Generators of running-configuration text: 0, 1, or a status of the service passed through. */
-int32_t callhome_emailconf_asciigen(struct CommandContext *ctx);
+int32_t callhome_emailconf_asciigen(struct CommandContext* ctx);
 
 /* One exchange with the service. `request` is converted to transport order in place and stays so.
  * `*length_slot` is the request's length in bytes going in and the reply's coming out. The reply, if
  * `reply_slot` is given and one came, is the caller's to release with free(). Ends the process with
  * status 1 when the transport fails; the result is never negative. */
-ServiceStatus callhome_cmi(uint32_t opcode, uint32_t operation, void *request, void **reply_slot,
-                           uint32_t *length_slot, struct CommandContext *ctx);
+ServiceStatus callhome_cmi(uint32_t opcode, uint32_t operation, void* request, void** reply_slot,
+                           uint32_t* length_slot, struct CommandContext* ctx);
 
 /* Prints the text of a status as one line on standard output. */
 void callhome_print_error(ServiceStatus status);
 
 /* The text of a result code inside a reply: 0 to 55 of the feature, 1000 to 1032 of diagnostic
  * signatures. Never null. */
-const char *ch_get_error_string(uint32_t code);
+const char* ch_get_error_string(uint32_t code);
 
 /* Prints the reply of a test message, trimmed in place: confirmations, then the rest as a warning.
  * `name` stands in the line that is printed when there is no text. -1 when either is null, else 0. */
-int parse_and_print_test_alert_reply(char *text, const char *name);
+int parse_and_print_test_alert_reply(char* text, const char* name);
 
 /* Sorts the lines of `text` into confirmations and others, appending each to a buffer of 2048 bytes
  * that the caller has zeroed; what does not fit is cut. -1 when the working file cannot be used. */
-int parse_success_and_warning_message(const char *text, char *success_out, char *warning_out);
+int parse_success_and_warning_message(const char* text, char* success_out, char* warning_out);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,74 @@
+// The numbers by which a command's syntax names its keywords, parameters and forms. Shells carry them in
+// TokenRecord::keyword_id and CommandContext::command_id, so none of them may ever change.
+#pragma once
+
+#include <cstdint>
+
+namespace callhome::library {
+
+enum FeatureKeyword : std::uint32_t {
+    keyword_enable = 1,
+    keyword_disable = 2,
+};
+
+enum ContactKeyword : std::uint32_t {
+    // Parameters.
+    keyword_contact_text_1 = 4,
+    keyword_contact_text_2 = 5,
+    keyword_contact_text_3 = 6,
+    keyword_switch_priority_value = 7,  // 32-bit integer
+    keyword_contact_text_4 = 8,
+    keyword_contact_text_5 = 9,
+    keyword_contact_text_6 = 10,
+    // Fields.
+    keyword_site_id = 88,
+    keyword_contract_id = 89,
+    keyword_customer_id = 90,
+    keyword_phone_contact = 91,
+    keyword_email_contact = 92,
+    keyword_street_address = 93,
+    keyword_switch_priority = 94,
+};
+
+enum MailKeyword : std::uint32_t {
+    // Parameters.
+    keyword_from_address = 11,
+    keyword_reply_to_address = 12,
+    keyword_return_receipt_address = 13,
+    keyword_mail_host = 14,  // address block or host name
+    keyword_mail_port = 15,  // 32-bit integer
+    keyword_vrf_name = 84,
+    keyword_mail_priority = 97,  // 32-bit integer
+    // Keywords whose address the "no" form clears.
+    keyword_from = 85,
+    keyword_reply_to = 86,
+    keyword_smtp_server = 87,
+};
+
+enum ProfileKeyword : std::uint32_t {
+    keyword_profile_email_address = 16,
+    keyword_profile_address = 0x30710004,  // e-mail address or URL
+    keyword_message_size = 17,             // 32-bit integer
+    keyword_zuva_profile = 18,
+    keyword_full_text_profile = 19,
+    keyword_short_text_profile = 20,
+    keyword_user_profile = 22,
+    keyword_format_xml = 24,
+    keyword_format_full_text = 25,
+    keyword_format_short_text = 26,
+    keyword_message_level = 35,  // 8-bit
+    keyword_transport_email = 95,
+    keyword_transport_http = 96,
+};
+
+enum ActionKeyword : std::uint32_t {
+    keyword_obx_second_parameter = 65,
+    keyword_obx_first_parameter = 66,
+    keyword_swcrash_first_parameter = 69,
+    keyword_swcrash_second_parameter = 70,
+};
+
+// CommandContext::command_id of the form that only creates a destination profile.
+inline constexpr std::uint32_t command_create_profile = 102;
+
+}  // namespace callhome::library

@@ -1,0 +1,158 @@
+// The requests that the shell makes by itself.
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <span>
+
+#include "platform/reference.h"
+#include "protocol/layout.h"
+#include "protocol/records/contact.h"
+#include "protocol/records/destination_profile.h"
+#include "protocol/records/message.h"
+#include "record_text.h"
+#include "service_link.h"
+
+namespace callhome::platform {
+namespace {
+
+using protocol::DeliveryLogRecord;
+using protocol::DeliveryState;
+using protocol::MessageFormat;
+using protocol::MessageLogRecord;
+using protocol::Opcode;
+using protocol::Operation;
+
+constexpr const char* system_contact = "sysContact";
+
+template <typename Value>
+struct Word {
+    Value value;
+    const char* word;
+};
+
+// As the commands and the running configuration name the formats.
+constexpr std::array format_words{
+    Word<MessageFormat>{MessageFormat::xml, "XML"},
+    Word<MessageFormat>{MessageFormat::full_text, "full-txt"},
+    Word<MessageFormat>{MessageFormat::short_text, "short-txt"},
+};
+
+constexpr std::array state_words{
+    Word<DeliveryState>{DeliveryState::waiting, "waiting"},
+    Word<DeliveryState>{DeliveryState::delivered, "delivered"},
+    Word<DeliveryState>{DeliveryState::failed, "failed"},
+};
+
+template <typename Words>
+std::string word_of(const Words& words, std::uint32_t number) {
+    for (const auto& [value, word] : words) {
+        if (static_cast<std::uint32_t>(value) == number) {
+            return word;
+        }
+    }
+    return std::to_string(number);
+}
+
+template <typename Record>
+std::span<std::byte> bytes_of(Record& record) {
+    return std::as_writable_bytes(std::span(&record, 1));
+}
+
+template <typename Record>
+ServiceStatus ask(Opcode opcode, Operation operation, Record record, Reply& reply) {
+    protocol::convert_byte_order(bytes_of(record), protocol::layout_of<Record>());
+    return try_exchange(
+        {static_cast<std::uint32_t>(opcode), static_cast<std::uint32_t>(operation), bytes_of(record)},
+        request_timeout, reply);
+}
+
+// What came of a record; zeroes stand for what did not.
+template <typename Record>
+Record record_in(const Reply& reply) {
+    Record record{};
+    const auto bytes = bytes_of(record).first(std::min<std::size_t>(reply.length, sizeof record));
+    if (!bytes.empty()) {
+        std::memcpy(bytes.data(), reply.record.get(), bytes.size());
+    }
+    protocol::convert_byte_order(bytes, protocol::layout_of<Record>());
+    return record;
+}
+
+// Visits the entries after `key`, in the order of their ids, which rise: a list that does not end would
+// otherwise keep the operator waiting.
+template <typename Record, typename Visit>
+ServiceStatus walk(Opcode opcode, Record key, Visit visit) {
+    const auto ends = static_cast<ServiceStatus>(protocol::Status::no_further_entry);
+    for (;;) {
+        Reply reply;
+        const ServiceStatus status = ask(opcode, Operation::get_next, key, reply);
+        if (status != 0) {
+            return status == ends ? 0 : status;
+        }
+        const Record record = record_in<Record>(reply);
+        if (record.id <= key.id) {
+            return report_failure(EPROTO, "the call-home service's list goes round in circles");
+        }
+        visit(record);
+        key.id = record.id;
+    }
+}
+
+MessageRow row_of(const MessageLogRecord& record) {
+    return {.id = record.id,
+            .recorded_at = record.recorded_at,
+            .size = record.size,
+            .waiting = record.waiting,
+            .delivered = record.delivered,
+            .failed = record.failed,
+            .format = word_of(format_words, record.format),
+            .type = text_in(record.type),
+            .profile = text_in(record.profile),
+            .subject = text_in(record.subject)};
+}
+
+DeliveryRow row_of(const DeliveryLogRecord& record) {
+    return {.id = record.id,
+            .message_id = record.message_id,
+            .attempts = record.attempts,
+            .next_attempt_at = record.next_attempt_at,
+            .last_attempt_at = record.last_attempt_at,
+            .state = word_of(state_words, record.state),
+            .receiver = text_in(record.receiver),
+            .last_result = text_in(record.last_result)};
+}
+
+}  // namespace
+
+ServiceStatus set_system_contact(const std::optional<std::string>& contact) {
+    protocol::ContactRecord record{};
+    put_text(record.name, system_contact);
+    put_text(record.value, contact.value_or(std::string()));
+    Reply reply;
+    return ask(Opcode::contact_field, contact ? Operation::set : Operation::remove, record, reply);
+}
+
+ServiceStatus read_messages(std::vector<MessageRow>& rows) {
+    return walk(Opcode::message_log, MessageLogRecord{},
+                [&](const MessageLogRecord& record) { rows.push_back(row_of(record)); });
+}
+
+ServiceStatus read_deliveries(std::uint32_t message_id, std::vector<DeliveryRow>& rows) {
+    DeliveryLogRecord key{};
+    key.message_id = message_id;
+    return walk(Opcode::delivery_log, key,
+                [&](const DeliveryLogRecord& record) { rows.push_back(row_of(record)); });
+}
+
+ServiceStatus read_message_text(std::uint32_t message_id, std::string& text) {
+    Reply reply;
+    const ServiceStatus status =
+        ask(Opcode::message_text, Operation::get, protocol::MessageKeyRecord{.id = message_id}, reply);
+    if (status == 0 && reply.record != nullptr) {
+        text.assign(reinterpret_cast<const char*>(reply.record.get()), reply.length);
+    }
+    return status;
+}
+
+}  // namespace callhome::platform

@@ -1,0 +1,57 @@
+#include "delivery/curl_handle.h"
+
+#include <mutex>
+
+#include "messages/text.h"
+
+namespace callhome::service {
+namespace {
+
+void initialize_once() {
+    static std::once_flag initialized;
+    std::call_once(initialized, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+int stop_when_asked(void* stop, curl_off_t /*to_receive*/, curl_off_t /*received*/, curl_off_t /*to_send*/,
+                    curl_off_t /*sent*/) {
+    return static_cast<const std::stop_token*>(stop)->stop_requested() ? 1 : 0;
+}
+
+CURL* new_handle() {
+    initialize_once();
+    return curl_easy_init();
+}
+
+}  // namespace
+
+CurlHandle::CurlHandle(const char* protocols, const TransferLimits& limits, const std::stop_token& stop)
+    : handle_(new_handle(), &curl_easy_cleanup) {
+    if (handle_ == nullptr) {
+        throw std::runtime_error("libcurl cannot be set up");
+    }
+    set(CURLOPT_ERRORBUFFER, error_.data());
+    set(CURLOPT_PROTOCOLS_STR, protocols);
+    set(CURLOPT_NOSIGNAL, 1L);
+    // A resolver thread that hangs must not hold up the end of a transfer whose time is over.
+    set(CURLOPT_QUICK_EXIT, 1L);
+    // Where messages go is configured by commands, not by the environment.
+    set(CURLOPT_PROXY, "");
+    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connect.count()));
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits.total.count()));
+    set(CURLOPT_SERVER_RESPONSE_TIMEOUT, static_cast<long>(limits.response.count()));
+    set(CURLOPT_NOPROGRESS, 0L);
+    set(CURLOPT_XFERINFOFUNCTION, &stop_when_asked);
+    set(CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));
+}
+
+long CurlHandle::response_code() const {
+    long code = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &code);
+    return code;
+}
+
+std::string CurlHandle::error_text(CURLcode code) const {
+    return clean_line(error_.front() != '\0' ? error_.data() : curl_easy_strerror(code));
+}
+
+}  // namespace callhome::service

@@ -1,0 +1,11 @@
+// HTTP and HTTPS through libcurl. The certificate of an HTTPS server is checked; redirections are not
+// followed, since the operator has named who may read the message.
+#pragma once
+
+#include "delivery/attempt.h"
+
+namespace callhome::service {
+
+Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop);
+
+}  // namespace callhome::service

@@ -1,0 +1,96 @@
+// Takes messages into the queue and sees to it that every receiver gets them, or is given up.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+
+#include "delivery/courier.h"
+#include "delivery/queue.h"
+#include "delivery/settings.h"
+#include "store/configuration.h"
+
+namespace callhome::service {
+
+// What an attempt means for its delivery.
+struct AttemptReport {
+    std::int64_t delivery_id = 0;
+    Outcome outcome;
+    protocol::DeliveryState state = protocol::DeliveryState::waiting;  // after the attempt
+    std::chrono::seconds pause{0};  // until the next try, where there is one
+};
+
+// Lives on the io_context's thread, which never waits for the network.
+class PostOffice {
+ public:
+    using Observer = std::function<void(const AttemptReport&)>;
+
+    // Takes up what the queue holds as soon as the io_context runs. `observer` is told of each attempt
+    // when its result is recorded. All references must outlive this object.
+    PostOffice(asio::io_context& io, Database& database, const Configuration& configuration,
+               const DeliverySettings& settings, Observer observer);
+    ~PostOffice();
+
+    PostOffice(const PostOffice&) = delete;
+    PostOffice& operator=(const PostOffice&) = delete;
+
+    // Records the messages; they are offered as soon as a courier is free. Gives the ids of the
+    // deliveries, message by message; nothing when the queue is full. Throws SQLite::Exception when
+    // they cannot be recorded: then nothing will be sent.
+    std::optional<std::vector<std::vector<std::int64_t>>> accept(std::span<const NewMessage> messages);
+
+    const Queue& queue() const { return queue_; }
+
+    // True while a delivery is under way or due within a minute.
+    bool busy_soon() const;
+
+ private:
+    struct UnderWay {
+        std::int64_t message_id;
+        unsigned attempts;  // before this one
+    };
+
+    void offer_due();
+    bool offer_next();
+    void wait_for_next();
+    void wait(std::chrono::milliseconds time);
+    void hold_io_context();
+    void look_after_queue();
+    DeliveryJob job_for(const WaitingDelivery& delivery, const MessageToSend& message);
+    std::shared_ptr<const std::string> shared_content(std::int64_t message_id, std::string content);
+    void finished(std::int64_t delivery_id, Outcome outcome);
+    void record_results();
+    std::set<std::int64_t> under_way_ids() const;
+
+    struct Result {
+        DeliveryUpdate update;
+        AttemptReport report;
+    };
+    Result result_of(std::int64_t delivery_id, Outcome outcome) const;
+
+    asio::io_context& io_;
+    const Configuration& configuration_;
+    const DeliverySettings settings_;
+    Observer observer_;
+    Queue queue_;
+    asio::steady_timer timer_;
+    std::string own_name_;
+    std::map<std::int64_t, UnderWay> under_way_;  // by delivery; also those whose result is unrecorded
+    std::vector<Result> unrecorded_;
+    // Keeps the io_context at work while a result is still to come.
+    std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;
+    std::map<std::int64_t, std::weak_ptr<const std::string>> contents_;  // by message; one copy for all
+    // Results on their way from the courier's threads find out here whether there is still someone to tell.
+    std::shared_ptr<PostOffice*> self_;
+    std::unique_ptr<Courier> courier_;  // last: its threads use what stands above
+};
+
+}  // namespace callhome::service

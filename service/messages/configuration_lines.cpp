@@ -1,0 +1,127 @@
+#include "messages/configuration_lines.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace callhome::service {
+namespace {
+
+constexpr std::uint32_t standard_smtp_port = 25;
+constexpr std::uint32_t default_message_size = 2'500'000;
+
+struct ContactCommand {
+    const char* item;  // MIB name
+    const char* command;
+};
+
+constexpr std::array contact_commands{
+    ContactCommand{"sysContact", "snmp-server contact"},
+    ContactCommand{"sysContactEmail", "email-contact"},
+    ContactCommand{"sysContactPhoneNumber", "phone-contact"},
+    ContactCommand{"sysStreetAddress", "streetaddress"},
+    ContactCommand{"siteId", "site-id"},
+    ContactCommand{"custId", "customer-id"},
+    ContactCommand{"contractId", "contract-id"},
+    ContactCommand{"priority", "switch-priority"},
+};
+
+struct CommandName {
+    std::string_view stored;
+    std::string_view typed;
+};
+
+constexpr std::array built_in_names{
+    CommandName{"full_txt", "full-txt-destination"},
+    CommandName{"short_txt", "short-txt-destination"},
+};
+
+std::string_view typed_name(const Profile& profile) {
+    const auto* found = std::find_if(built_in_names.begin(), built_in_names.end(),
+                                     [&](const CommandName& name) { return name.stored == profile.name; });
+    return found == built_in_names.end() ? std::string_view(profile.name) : found->typed;
+}
+
+const char* format_name(protocol::MessageFormat format) {
+    switch (format) {
+        case protocol::MessageFormat::full_text:
+            return "full-txt";
+        case protocol::MessageFormat::short_text:
+            return "short-txt";
+        default:
+            return "XML";
+    }
+}
+
+void add_profile(std::vector<std::string>& lines, const Profile& profile) {
+    const std::string beginning = fmt::format("destination-profile {}", typed_name(profile));
+    if (!profile.built_in) {
+        lines.push_back(fmt::format("{} format {}", beginning, format_name(profile.format)));
+    }
+    if (profile.message_size != default_message_size) {
+        lines.push_back(fmt::format("{} message-size {}", beginning, profile.message_size));
+    }
+    if (profile.message_level != 0) {
+        lines.push_back(
+            fmt::format("{} message-level {}", beginning, static_cast<int>(profile.message_level)));
+    }
+    if ((profile.transport_methods & protocol::transport_http) != 0U) {
+        lines.push_back(fmt::format("{} transport-method http", beginning));
+    }
+    for (const ProfileAddress& address : profile.email_addresses) {
+        lines.push_back(fmt::format("{} email-addr {}", beginning, address.address));
+    }
+    for (const ProfileAddress& url : profile.urls) {
+        lines.push_back(fmt::format("{} http {}", beginning, url.address));
+    }
+    for (const AlertGroup& group : profile.alert_groups) {
+        lines.push_back(fmt::format("{} alert-group {}", beginning, group.name));
+    }
+}
+
+std::string vrf_suffix(const std::string& vrf_name) {
+    return vrf_name.empty() ? "" : fmt::format(" use-vrf {}", vrf_name);
+}
+
+void add_mail(std::vector<std::string>& lines, const Configuration& configuration) {
+    const MailSettings& mail = configuration.mail;
+    const std::array settings{std::pair{"from", &mail.from}, std::pair{"reply-to", &mail.reply_to},
+                              std::pair{"return-receipt", &mail.return_receipt}};
+    for (const auto& [keyword, value] : settings) {
+        if (!value->empty()) {
+            lines.push_back(fmt::format("transport email {} {}", keyword, *value));
+        }
+    }
+    if (!mail.smtp_server.empty()) {
+        const bool standard = mail.port == 0 || mail.port == standard_smtp_port;
+        lines.push_back(fmt::format("transport email smtp-server {}{}{}", mail.smtp_server,
+                                    standard ? "" : fmt::format(" port {}", mail.port),
+                                    vrf_suffix(mail.vrf_name)));
+    }
+    for (const MailServer& server : configuration.mail_servers) {
+        lines.push_back(fmt::format("transport email mail-server {} port {} priority {}{}", server.host,
+                                    server.port, server.priority, vrf_suffix(server.vrf_name)));
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> configuration_lines(const Configuration& configuration) {
+    std::vector<std::string> lines;
+    for (const ContactCommand& row : contact_commands) {
+        const auto found = configuration.contact.find(row.item);
+        if (found != configuration.contact.end()) {
+            lines.push_back(fmt::format("{} {}", row.command, found->second));
+        }
+    }
+    for (const Profile& profile : configuration.profiles) {
+        add_profile(lines, profile);
+    }
+    add_mail(lines, configuration);
+    lines.emplace_back(configuration.enabled ? "enable" : "disable");
+    return lines;
+}
+
+}  // namespace callhome::service

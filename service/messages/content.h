@@ -1,0 +1,64 @@
+// What a message says, before it has a format.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "inventory/system_inventory.h"
+#include "messages/message_type.h"
+#include "store/configuration.h"
+
+namespace callhome::service {
+
+struct ContentField {
+    const char* element;  // its name in XML
+    const char* label;    // its name in text
+    std::string value;    // clean text; never empty
+    bool brief;           // stands in a short message too
+};
+
+struct ContentBlock {
+    const char* element;
+    const char* title;
+    bool may_be_cut;  // false where a cut value would be a wrong one, as a time
+    std::vector<ContentField> fields;
+};
+
+struct ContentGroup {
+    std::string name;  // empty where a section has only one group
+    std::vector<std::pair<std::string, std::string>> entries;
+};
+
+// A part that may be long, and is left out when a message has to be small.
+struct ContentSection {
+    const char* id;
+    const char* title;
+    std::vector<ContentGroup> groups;
+    std::vector<std::string> lines;
+};
+
+struct MessageContent {
+    std::string subject;
+    std::vector<ContentBlock> blocks;
+    std::vector<ContentSection> sections;
+};
+
+// What tells one message from all others.
+struct MessageStamp {
+    std::string id;      // unique over all switches and times
+    long long time = 0;  // seconds since 1970
+};
+
+struct MessageSubject {
+    const MessageType* type;
+    std::string parameter_1;
+    std::string parameter_2;
+    std::string requested_by;
+};
+
+MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,
+                               const std::string& profile_name, const Configuration& configuration,
+                               const SystemInventory& inventory);
+
+}  // namespace callhome::service

@@ -1,0 +1,115 @@
+#include "messages/mail_builder.h"
+
+#include <gmime/gmime.h>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+
+#include "messages/text.h"
+
+namespace callhome::service {
+namespace {
+
+constexpr const char* charset = "utf-8";
+constexpr const char* attachment_name = "callhome-message.xml";
+constexpr const char* nobody_named = "undisclosed-recipients:;";
+constexpr const char* attachment_explanation =
+    "This is a call-home message for programs. The attached document holds all of it.\n";
+
+struct Unreference {
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+template <typename Object>
+using Reference = std::unique_ptr<Object, Unreference>;
+
+template <typename Object>
+Reference<Object> own(Object* object) {
+    return Reference<Object>(object);
+}
+
+void initialize_once() {
+    static std::once_flag initialized;
+    std::call_once(initialized, g_mime_init);
+}
+
+Reference<GMimeObject> text_part(const std::string& text) {
+    auto part = own(g_mime_text_part_new_with_subtype("plain"));
+    g_mime_text_part_set_charset(part.get(), charset);
+    g_mime_text_part_set_text(part.get(), text.c_str());
+    return Reference<GMimeObject>(GMIME_OBJECT(part.release()));
+}
+
+Reference<GMimeObject> xml_attachment(const std::string& document) {
+    auto part = own(g_mime_part_new_with_type("application", "xml"));
+    const auto stream = own(g_mime_stream_mem_new_with_buffer(document.data(), document.size()));
+    const auto content =
+        own(g_mime_data_wrapper_new_with_stream(stream.get(), GMIME_CONTENT_ENCODING_DEFAULT));
+    g_mime_part_set_content(part.get(), content.get());
+    g_mime_object_set_content_type_parameter(GMIME_OBJECT(part.get()), "charset", charset);
+    g_mime_object_set_disposition(GMIME_OBJECT(part.get()), GMIME_DISPOSITION_ATTACHMENT);
+    g_mime_part_set_filename(part.get(), attachment_name);
+    return Reference<GMimeObject>(GMIME_OBJECT(part.release()));
+}
+
+Reference<GMimeObject> body_of(const Mail& mail) {
+    if (mail.format != protocol::MessageFormat::xml) {
+        return text_part(mail.body);
+    }
+    auto parts = own(g_mime_multipart_new_with_subtype("mixed"));
+    g_mime_multipart_add(parts.get(), text_part(attachment_explanation).get());
+    g_mime_multipart_add(parts.get(), xml_attachment(mail.body).get());
+    return Reference<GMimeObject>(GMIME_OBJECT(parts.release()));
+}
+
+void add_address(GMimeMessage* message, GMimeAddressType kind, const std::string& address) {
+    if (is_plain_address(address)) {
+        g_mime_message_add_mailbox(message, kind, nullptr, address.c_str());
+    }
+}
+
+void add_headers(GMimeMessage* message, const Mail& mail) {
+    add_address(message, GMIME_ADDRESS_TYPE_FROM, mail.from);
+    add_address(message, GMIME_ADDRESS_TYPE_REPLY_TO, mail.reply_to);
+    for (const std::string& address : mail.to) {
+        add_address(message, GMIME_ADDRESS_TYPE_TO, address);
+    }
+    auto* headers = GMIME_OBJECT(message);
+    if (std::none_of(mail.to.begin(), mail.to.end(), is_plain_address)) {
+        g_mime_object_set_header(headers, "To", nobody_named, nullptr);
+    }
+    g_mime_message_set_subject(message, clean_line(mail.subject).c_str(), charset);
+    g_mime_message_set_message_id(message, mail.message_id.c_str());
+    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> date(
+        g_date_time_new_from_unix_local(mail.time), &g_date_time_unref);
+    g_mime_message_set_date(message, date.get());
+    // Keeps vacation responders and the like from answering a switch (RFC 3834).
+    g_mime_object_set_header(headers, "Auto-Submitted", "auto-generated", nullptr);
+    if (is_plain_address(mail.return_receipt)) {
+        g_mime_object_set_header(headers, "Disposition-Notification-To", mail.return_receipt.c_str(),
+                                 nullptr);
+    }
+}
+
+std::string written(GMimeMessage* message) {
+    const std::unique_ptr<GMimeFormatOptions, decltype(&g_mime_format_options_free)> options(
+        g_mime_format_options_new(), &g_mime_format_options_free);
+    g_mime_format_options_set_newline_format(options.get(), GMIME_NEWLINE_FORMAT_DOS);
+    const auto stream = own(g_mime_stream_mem_new());
+    g_mime_object_write_to_stream(GMIME_OBJECT(message), options.get(), stream.get());
+    const GByteArray* bytes = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream.get()));
+    return {reinterpret_cast<const char*>(bytes->data), bytes->len};
+}
+
+}  // namespace
+
+std::string build_mail(const Mail& mail) {
+    initialize_once();
+    const auto message = own(g_mime_message_new(TRUE));
+    add_headers(message.get(), mail);
+    g_mime_message_set_mime_part(message.get(), body_of(mail).get());
+    g_mime_object_encode(GMIME_OBJECT(message.get()), GMIME_ENCODING_CONSTRAINT_7BIT);
+    return written(message.get());
+}
+
+}  // namespace callhome::service

@@ -1,0 +1,21 @@
+// From a request to the messages that go into the queue.
+#pragma once
+
+#include <vector>
+
+#include "delivery/queue.h"
+#include "messages/content.h"
+#include "messages/profile_selection.h"
+
+namespace callhome::service {
+
+// A stamp that no other message has, at the given time.
+MessageStamp make_stamp(long long time, const SystemInventory& inventory);
+
+// One message for each taker, in the taker's format and cut to its size.
+std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& stamp,
+                                         const std::vector<Taker>& takers,
+                                         const Configuration& configuration,
+                                         const SystemInventory& inventory);
+
+}  // namespace callhome::service

@@ -1,0 +1,223 @@
+#include "messages/message_service.h"
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
+
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+#include <map>
+#include <vector>
+
+#include "delivery/post_office.h"
+#include "messages/message_composer.h"
+#include "messages/processing_marker.h"
+#include "messages/reply_text.h"
+
+namespace callhome::service {
+namespace {
+
+constexpr std::size_t longest_reply = sizeof(protocol::SendMessageRecord::reply_text) - 1;
+
+// A request whose receivers are being tried for the first time.
+struct OpenRequest {
+    std::uint64_t number;
+    std::string wording;
+    MessageService::Done done;
+    std::map<std::int64_t, ReceiverName> receivers;  // by delivery
+    std::map<std::int64_t, ReplyLine> lines;         // of those that were tried
+};
+
+std::string without_carriage_returns(std::string text) {
+    std::erase(text, '\r');
+    return text;
+}
+
+}  // namespace
+
+class MessageService::Implementation {
+ public:
+    Implementation(asio::io_context& io, Database& database, const Configuration& configuration,
+                   const DeliverySettings& settings)
+        : io_(io),
+          configuration_(configuration),
+          settings_(settings),
+          marker_(settings.marker),
+          answer_timer_(io),
+          post_office_(io, database, configuration, settings,
+                       [this](const AttemptReport& report) { take_report(report); }) {}
+
+    void process(const MessageSubject& subject, Done done);
+    const PostOffice& post_office() const { return post_office_; }
+
+ private:
+    void answer(Done done, protocol::Status status, std::string text);
+    void compose_and_offer(const MessageSubject& subject, const std::vector<Taker>& takers, Done done);
+    bool offer(const std::vector<NewMessage>& messages);
+    void take_report(const AttemptReport& report);
+    void start_waiting();
+    void close_request(std::uint64_t number);
+    void end_processing(protocol::Status status, std::string text);
+
+    asio::io_context& io_;
+    const Configuration& configuration_;
+    const DeliverySettings settings_;
+    ProcessingMarker marker_;
+    asio::steady_timer answer_timer_;
+    std::optional<OpenRequest> request_;
+    std::uint64_t request_count_ = 0;
+    std::shared_ptr<Implementation*> self_ = std::make_shared<Implementation*>(this);
+    PostOffice post_office_;  // last: it reports to what stands above
+};
+
+// Never from within the caller: it may hold things that the answer changes.
+void MessageService::Implementation::answer(Done done, protocol::Status status, std::string text) {
+    asio::post(io_, [done = std::move(done), status, text = std::move(text)]() mutable {
+        done(status, std::move(text));
+    });
+}
+
+void MessageService::Implementation::process(const MessageSubject& subject, Done done) {
+    if (subject.type == nullptr) {
+        answer(std::move(done), protocol::Status::malformed_request, "There is no such type of message");
+        return;
+    }
+    if (request_) {
+        answer(std::move(done), protocol::Status::message_in_progress, "");
+        return;
+    }
+    const std::vector<Taker> takers = select_takers(configuration_, *subject.type);
+    if (takers.empty()) {
+        answer(std::move(done), protocol::Status::not_sent,
+               why_nobody_takes(configuration_, *subject.type));
+        return;
+    }
+    compose_and_offer(subject, takers, std::move(done));
+}
+
+void MessageService::Implementation::compose_and_offer(const MessageSubject& subject,
+                                                       const std::vector<Taker>& takers, Done done) {
+    request_ = OpenRequest{++request_count_, std::string(subject.type->wording), std::move(done), {}, {}};
+    marker_.raise();
+    try {
+        const SystemInventory inventory = read_system_inventory();
+        const MessageStamp stamp = make_stamp(settings_.now(), inventory);
+        if (!offer(compose_messages(subject, stamp, takers, configuration_, inventory))) {
+            end_processing(protocol::Status::limit_reached,
+                           "Too many messages wait in the queue; see 'show callhome queue'");
+            return;
+        }
+    } catch (const std::exception& error) {
+        spdlog::error("A {} message could not be recorded: {}", subject.type->name, error.what());
+        end_processing(protocol::Status::storage_failed, "");
+        return;
+    }
+    start_waiting();
+}
+
+bool MessageService::Implementation::offer(const std::vector<NewMessage>& messages) {
+    const auto ids = post_office_.accept(messages);
+    if (!ids) {
+        return false;
+    }
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        for (std::size_t k = 0; k < messages[i].receivers.size(); ++k) {
+            request_->receivers[(*ids)[i][k]] = {messages[i].receivers[k], messages[i].profile};
+        }
+    }
+    return true;
+}
+
+void MessageService::Implementation::start_waiting() {
+    answer_timer_.expires_after(settings_.answer_within);
+    // A wait that has just ended can no longer be cancelled, hence the number.
+    answer_timer_.async_wait(
+        [weak = std::weak_ptr(self_), number = request_->number](const asio::error_code& error) {
+            const auto self = weak.lock();
+            if (!error && self != nullptr) {
+                (*self)->close_request(number);
+            }
+        });
+}
+
+void MessageService::Implementation::take_report(const AttemptReport& report) {
+    if (!request_) {
+        return;
+    }
+    const auto receiver = request_->receivers.find(report.delivery_id);
+    if (receiver == request_->receivers.end()) {
+        return;
+    }
+    // A receiver whose second try comes before the first of another one keeps its first line.
+    request_->lines.try_emplace(report.delivery_id,
+                                ReplyLine{report.outcome.verdict == Verdict::delivered,
+                                          report_line(request_->wording, receiver->second, report)});
+    if (request_->lines.size() == request_->receivers.size()) {
+        close_request(request_->number);
+    }
+}
+
+void MessageService::Implementation::close_request(std::uint64_t number) {
+    if (!request_ || request_->number != number) {
+        return;
+    }
+    std::vector<ReplyLine> lines;
+    bool delivered = false;
+    for (const auto& [id, receiver] : request_->receivers) {
+        const auto line = request_->lines.find(id);
+        lines.push_back(line != request_->lines.end()
+                            ? line->second
+                            : ReplyLine{false, unfinished_line(request_->wording, receiver)});
+        delivered = delivered || lines.back().delivered;
+    }
+    end_processing(delivered ? protocol::Status::ok : protocol::Status::not_sent,
+                   join_reply(lines, longest_reply));
+}
+
+void MessageService::Implementation::end_processing(protocol::Status status, std::string text) {
+    Done done = std::move(request_->done);
+    request_.reset();
+    answer_timer_.cancel();
+    marker_.lower();
+    answer(std::move(done), status, std::move(text));
+}
+
+MessageService::MessageService(asio::io_context& io, Database& database, const Configuration& configuration)
+    : MessageService(io, database, configuration, DeliverySettings{}) {}
+
+MessageService::MessageService(asio::io_context& io, Database& database, const Configuration& configuration,
+                               const DeliverySettings& settings)
+    : implementation_(std::make_unique<Implementation>(io, database, configuration, settings)) {}
+
+MessageService::~MessageService() = default;
+
+void MessageService::send(const MessageRequest& request, Done done) {
+    implementation_->process({find_message_type(request.type, Origin::command), request.parameter_1,
+                              request.parameter_2, request.requested_by},
+                             std::move(done));
+}
+
+void MessageService::alert(const AlertRequest& request, Done done) {
+    implementation_->process({find_message_type(request.alert, Origin::alert), request.source, request.text,
+                              request.requested_by},
+                             std::move(done));
+}
+
+std::optional<protocol::MessageLogRecord> MessageService::message_after(std::uint32_t id) const {
+    return implementation_->post_office().queue().message_after(id);
+}
+
+std::optional<protocol::DeliveryLogRecord> MessageService::delivery_after(std::uint32_t id,
+                                                                          std::uint32_t message_id) const {
+    return implementation_->post_office().queue().delivery_after(id, message_id);
+}
+
+std::optional<std::string> MessageService::message_text(std::uint32_t id) const {
+    auto message = implementation_->post_office().queue().message_to_send(id);
+    return message ? std::optional(without_carriage_returns(std::move(message->content))) : std::nullopt;
+}
+
+bool MessageService::busy_soon() const {
+    return implementation_->post_office().busy_soon();
+}
+
+}  // namespace callhome::service

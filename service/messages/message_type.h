@@ -1,0 +1,64 @@
+// The kinds of messages: what each is called, whom it concerns, and what it tells.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace callhome::service {
+
+// How grave a message is; a profile takes those at its message level and above.
+enum class Severity : std::int8_t {
+    debug = 0,
+    routine = 1,
+    notice = 2,
+    warning = 3,
+    minor = 4,
+    major = 5,
+    critical = 6,
+    severe = 7,
+    fatal = 8,
+    catastrophe = 9,
+};
+
+std::string_view name_of(Severity severity);
+
+// The long parts of a message, in the order in which they stand in it.
+enum SectionKind : unsigned {
+    section_state = 1U << 0U,          // load, memory, disks
+    section_interfaces = 1U << 1U,     // network interfaces
+    section_hardware = 1U << 2U,       // processor, memory, disks
+    section_software = 1U << 3U,       // versions and packages
+    section_configuration = 1U << 4U,  // how call home is configured
+};
+
+enum class Origin : std::uint8_t {
+    command,  // an operator asks for it
+    alert,    // a part of the switch raises it
+};
+
+// A parameter of a message: how XML and text name it; empty where the type has none.
+struct ParameterName {
+    const char* element = "";
+    const char* label = "";
+};
+
+struct MessageType {
+    std::string_view name;         // in requests
+    std::string_view title;        // in subjects and headings
+    std::string_view wording;      // in "… WORDING callhome message …"
+    std::string_view alert_group;  // the group that it belongs to
+    Severity severity;
+    Origin origin;
+    bool for_every_profile;  // subscriptions and levels do not matter
+    unsigned sections;       // mask of SectionKind
+    std::array<ParameterName, 2> parameters;
+};
+
+std::span<const MessageType> message_types();
+
+// A null pointer for a name that is not a type of this origin.
+const MessageType* find_message_type(std::string_view name, Origin origin);
+
+}  // namespace callhome::service

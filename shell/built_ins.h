@@ -1,0 +1,24 @@
+// The commands that are the shell's own: modes, help, and what the service has recorded.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "parser.h"
+
+namespace callhome::shell {
+
+class Session;
+
+struct BuiltIn {
+    std::string_view name;  // as in the grammar, with its '@'
+    std::uint32_t (*run)(Session&, const ParsedCommand&);
+    bool needs_service;
+};
+
+std::span<const BuiltIn> all_built_ins();
+// Throws std::runtime_error when there is none of that name.
+const BuiltIn& built_in_named(std::string_view name);
+
+}  // namespace callhome::shell

@@ -1,0 +1,43 @@
+// libcallhome.so, loaded by name when its first command runs, and the handlers of the grammar in it.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "grammar.h"
+
+struct CommandContext;
+
+namespace callhome::shell {
+
+using Handler = std::uint32_t (*)(CommandContext*);
+
+inline constexpr char built_in_mark = '@';  // before the name of a handler that is the shell's own
+
+inline bool is_built_in(const Command& command) {
+    return command.handler.starts_with(built_in_mark);
+}
+
+class CommandLibrary {
+ public:
+    // `file` names another library than the one beside the program, else on the system's library path.
+    CommandLibrary(const Grammar& grammar, std::optional<std::filesystem::path> file)
+        : grammar_(grammar), file_(std::move(file)) {}
+
+    // Loads the library if need be. Throws std::runtime_error when it cannot be loaded, or when a command
+    // of the grammar has no handler in it; the message names the line of the grammar.
+    Handler handler_of(const Command& command);
+    void load();
+
+ private:
+    const Grammar& grammar_;
+    std::optional<std::filesystem::path> file_;
+    std::vector<Handler> handlers_;  // by command; null for those of the shell itself
+};
+
+// The folder of the running program.
+std::filesystem::path program_folder();
+
+}  // namespace callhome::shell

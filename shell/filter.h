@@ -1,0 +1,68 @@
+// Output filters: "| include PATTERN | count".
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace callhome::shell {
+
+inline constexpr char filter_mark = '|';
+
+enum class FilterKind : std::uint8_t { include, exclude, begin, count, no_more };
+
+struct FilterWord {
+    std::string_view word;
+    FilterKind kind;
+    bool takes_pattern;
+    std::string_view help;
+};
+
+inline constexpr FilterWord filter_words[] = {
+    {"include", FilterKind::include, true, "Only lines that match"},
+    {"exclude", FilterKind::exclude, true, "Only lines that do not match"},
+    {"begin", FilterKind::begin, true, "From the first line that matches"},
+    {"count", FilterKind::count, false, "The number of lines"},
+    {"no-more", FilterKind::no_more, false, "Without stopping at each screen"},
+};
+
+struct FilterSpec {
+    FilterKind kind;
+    std::string pattern;
+};
+
+struct FilterError {
+    std::string_view word;  // part of the text given
+    std::string reason;
+    bool is_incomplete = false;
+};
+
+// `text` begins at the first '|'. A pattern reaches to the next '|' that has a blank before it, or, when
+// it begins with a double quote, to the next double quote.
+std::optional<FilterError> parse_filters(std::string_view text, std::vector<FilterSpec>& filters);
+
+// Takes lines one after the other and says what of them is shown.
+class FilterChain {
+ public:
+    // The patterns must have been accepted by parse_filters.
+    explicit FilterChain(const std::vector<FilterSpec>& filters);
+    FilterChain(const FilterChain&) = delete;
+    FilterChain& operator=(const FilterChain&) = delete;
+    ~FilterChain();
+
+    // Appends to `shown` what becomes of one line (without its end).
+    void take(std::string_view line, std::string& shown);
+    // After the last line.
+    void finish(std::string& shown);
+
+ private:
+    struct Stage;
+    void pass(std::size_t stage, std::string_view line, std::string& shown);
+
+    std::vector<std::unique_ptr<Stage>> stages_;
+};
+
+}  // namespace callhome::shell

@@ -1,0 +1,125 @@
+#include "output_pipe.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdio_ext.h>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "pager.h"
+
+namespace callhome::shell {
+
+namespace {
+
+constexpr std::size_t piece_size = 65536;
+constexpr std::size_t longest_line = 1 << 20;  // a longer one is shown in pieces
+
+OutputPipe* active = nullptr;
+
+// Filters what comes in until it ends. What is written to a pager that was left is read and dropped, so
+// that the handler runs to its end.
+void pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
+    FilterChain chain(filters);
+    Pager pager(STDOUT_FILENO, with_pager);
+    std::string pending;
+    std::string shown;
+    std::array<char, piece_size> piece{};
+    for (ssize_t got = 0; (got = read(input, piece.data(), piece.size())) != 0;) {
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            break;
+        }
+        pending.append(piece.data(), static_cast<std::size_t>(got));
+        std::size_t begin = 0;
+        for (std::size_t end = 0; (end = pending.find('\n', begin)) != std::string::npos; begin = end + 1) {
+            chain.take(std::string_view(pending).substr(begin, end - begin), shown);
+        }
+        pending.erase(0, begin);
+        if (pending.size() > longest_line) {
+            chain.take(pending, shown);
+            pending.clear();
+        }
+        pager.show(shown);
+        shown.clear();
+    }
+    if (!pending.empty()) {
+        chain.take(pending, shown);
+    }
+    chain.finish(shown);
+    pager.show(shown);
+}
+
+[[noreturn]] void run_child(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
+    int status = EXIT_SUCCESS;
+    try {
+        pump(input, filters, with_pager);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%% The output cannot be filtered: %s\n", error.what());
+        status = EXIT_FAILURE;
+    }
+    _exit(status);  // what the parent has registered is not this process's business
+}
+
+}  // namespace
+
+OutputPipe::OutputPipe(const std::vector<FilterSpec>& filters, bool with_pager) {
+    std::array<int, 2> ends{};
+    (void)std::fflush(stdout);
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "the output cannot be filtered");
+    }
+    real_output_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    child_ = fork();
+    if (child_ == 0) {
+        ::close(ends[1]);
+        run_child(ends[0], filters, with_pager);
+    }
+    ::close(ends[0]);
+    if (child_ < 0) {
+        const int error = errno;
+        ::close(ends[1]);
+        ::close(real_output_);
+        throw std::system_error(error, std::generic_category(), "the output cannot be filtered");
+    }
+    dup2(ends[1], STDOUT_FILENO);
+    ::close(ends[1]);
+    std::signal(SIGPIPE, SIG_IGN);
+    static const bool is_registered = std::atexit(close_at_exit) == 0;
+    (void)is_registered;
+    active = this;
+}
+
+OutputPipe::~OutputPipe() {
+    close();
+}
+
+void OutputPipe::close_at_exit() {
+    if (active != nullptr) {
+        active->close();
+    }
+}
+
+void OutputPipe::close() {
+    if (std::fflush(stdout) != 0) {
+        // The filter has gone; what it did not take must not appear after it.
+        __fpurge(stdout);
+        std::clearerr(stdout);
+    }
+    dup2(real_output_, STDOUT_FILENO);
+    ::close(real_output_);
+    while (waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    std::signal(SIGPIPE, SIG_DFL);
+    active = nullptr;
+}
+
+}  // namespace callhome::shell

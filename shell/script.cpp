@@ -1,0 +1,80 @@
+#include "script.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "platform/reference.h"
+#include "words.h"
+
+namespace callhome::shell {
+
+namespace {
+
+constexpr std::string_view control_z = "\x1A";  // as recorded from a terminal: back to exec mode
+constexpr std::size_t longest_line = 65536;     // bytes; no command comes near it
+
+struct Released {
+    void operator()(char* memory) const { std::free(memory); }
+};
+
+}  // namespace
+
+void ScriptRunner::run_command(std::string_view command) {
+    run_line(command, "command " + std::to_string(++commands_));
+}
+
+void ScriptRunner::run_file(std::FILE* file, const std::string& name) {
+    char* memory = nullptr;
+    std::size_t capacity = 0;
+    std::size_t number = 0;
+    while (!is_over()) {
+        errno = 0;
+        const ssize_t length = getline(&memory, &capacity, file);
+        const std::unique_ptr<char, Released> released(memory);
+        memory = nullptr;
+        capacity = 0;
+        if (length < 0) {
+            if (std::ferror(file) != 0) {
+                std::fprintf(stderr, "%s: cannot be read: %s\n", name.c_str(), std::strerror(errno));
+                has_failed_ = true;
+            }
+            return;
+        }
+        std::string_view line(released.get(), static_cast<std::size_t>(length));
+        while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+            line.remove_suffix(1);
+        }
+        run_line(line, name + ":" + std::to_string(++number));
+    }
+}
+
+void ScriptRunner::run_line(std::string_view line, const std::string& place) {
+    if (echo_ && !trimmed(line).empty()) {
+        std::printf("%s%.*s\n", session_.prompt().c_str(), static_cast<int>(line.size()), line.data());
+        (void)std::fflush(stdout);
+    }
+    std::string message;
+    try {
+        if (line.size() > longest_line) {
+            throw std::runtime_error("The line is longer than " + std::to_string(longest_line) + " bytes");
+        }
+        platform::set_error_prefix(place + ": ");
+        const LineResult result = session_.run(trimmed(line) == control_z ? "end" : line);
+        if (result.outcome == LineOutcome::not_understood) {
+            message = describe(result.error);
+        } else if (result.outcome == LineOutcome::command_failed) {
+            message = "command failed: " + std::string(trimmed(line));
+        }
+    } catch (const std::exception& error) {
+        message = error.what();
+    }
+    (void)std::fflush(stdout);
+    if (!message.empty()) {
+        std::fprintf(stderr, "%s: %s\n", place.c_str(), message.c_str());
+        has_failed_ = true;
+    }
+}
+
+}  // namespace callhome::shell

@@ -1,0 +1,31 @@
+"""./run, as somebody types it in a fresh checkout that has been built."""
+import subprocess
+import unittest
+
+import harness
+
+
+@unittest.skipUnless(harness.PROGRAMS.name == "release", "./run plays the release programs")
+class Run(unittest.TestCase):
+    def run_it(self, *arguments, input=None):
+        return subprocess.run(
+            [harness.TREE / "run", *arguments], input=input, capture_output=True, text=True,
+            stdin=subprocess.DEVNULL if input is None else None, timeout=5 * harness.LIMIT,
+        )
+
+    def test_the_first_session_and_the_mail_are_seen(self):
+        done = self.run_it()
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertIn("Successfully sent test callhome message to operations@example.net", done.stdout)
+        self.assertIn("mail received: 1.eml", done.stdout)
+        self.assertIn("To: operations@example.net", done.stdout)
+
+    def test_commands_of_one_s_own(self):
+        done = self.run_it(input="configure terminal\ncallhome\nsite-id x\nshow callhome transport-email\n")
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertIn("(config-callhome)# site-id x", done.stdout)
+        self.assertIn("from email addr:", done.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,111 @@
+// A libcallhome.so whose handlers say what they were given, for tests of the shell. A few do, on a word of
+// the command, what handlers do when things go wrong.
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "callhome/handlers.h"
+
+namespace {
+
+constexpr std::uint32_t switch_priority_value = 7;
+constexpr std::uint32_t message_size_value = 17;
+constexpr std::uint32_t message_level_value = 35;
+constexpr std::uint32_t port_value = 15;
+constexpr std::uint32_t server_priority_value = 97;
+
+std::string text_of(const TokenRecord& token) {
+    switch (token.keyword_id) {
+        case switch_priority_value:
+        case message_size_value:
+        case port_value:
+        case server_priority_value: {
+            std::uint32_t number = 0;
+            std::memcpy(&number, token.value, sizeof number);
+            return std::to_string(number);
+        }
+        case message_level_value:
+            return std::to_string(*static_cast<const std::uint8_t*>(token.value));
+        default:
+            break;
+    }
+    if (token.value_type == CALLHOME_VALUE_IPV4 || token.value_type == CALLHOME_VALUE_IPV6) {
+        return "(address)";
+    }
+    return static_cast<const char*>(token.value);
+}
+
+bool has_value(const CommandContext& context, const char* value) {
+    for (unsigned index = 1; index <= context.token_count; ++index) {
+        if (text_of(*context.tokens[index]) == value) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void do_what_the_words_say(const CommandContext& context) {
+    if (has_value(context, "lose-service")) {
+        std::fputs("the service is lost\n", stderr);
+        std::exit(EXIT_FAILURE);
+    }
+    if (has_value(context, "crash")) {
+        (void)std::raise(SIGSEGV);
+    }
+    if (has_value(context, "wait")) {
+        std::puts("waiting");
+        (void)std::fflush(stdout);
+        pause();
+    }
+}
+
+std::uint32_t tell(const char* handler, const CommandContext& context) {
+    std::printf("%s no=%u id=%u", handler, context.no_form, context.command_id);
+    for (unsigned index = 1; index <= context.token_count; ++index) {
+        std::printf(" %u=%s", context.tokens[index]->keyword_id, text_of(*context.tokens[index]).c_str());
+    }
+    std::putchar('\n');
+    do_what_the_words_say(context);
+    return has_value(context, "refuse") ? 1 : 0;
+}
+
+constexpr int display_lines = 100;
+
+}  // namespace
+
+#define TELLING_HANDLER(name)                     \
+    std::uint32_t name(CommandContext* context) { \
+        return tell(#name, *context);             \
+    }
+
+extern "C" {
+TELLING_HANDLER(callhome_mode)
+TELLING_HANDLER(ch_config_gch_ds_mode)
+TELLING_HANDLER(callhome_enable)
+TELLING_HANDLER(callhome_traps_enable)
+TELLING_HANDLER(callhome_test)
+TELLING_HANDLER(callhome_test_inventory)
+TELLING_HANDLER(callhome_send_config)
+TELLING_HANDLER(callhome_send_diag)
+TELLING_HANDLER(callhome_send_swcrash)
+TELLING_HANDLER(callhome_send_obx)
+TELLING_HANDLER(callhome_test_supfailure)
+TELLING_HANDLER(callhome_info)
+TELLING_HANDLER(callhome_destprofile)
+TELLING_HANDLER(callhome_destprofile_email)
+TELLING_HANDLER(callhome_destprofile_url)
+TELLING_HANDLER(callhome_destprofile_transport_method)
+TELLING_HANDLER(callhome_email)
+TELLING_HANDLER(callhome_multiple_smtp)
+
+std::uint32_t callhome_show_emailconf(CommandContext*) {
+    for (int line = 1; line <= display_lines; ++line) {
+        std::printf("line %d\n", line);
+    }
+    return 0;
+}
+}

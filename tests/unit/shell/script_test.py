@@ -1,0 +1,148 @@
+"""The shell in scripts: what it prints, where, and how it ends. Arguments: the shell, the library of fakes."""
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SHELL, LIBRARY = sys.argv[1:3]
+LIMIT = 30
+
+
+def shell(*arguments, text="", merge=False):
+    return subprocess.run(
+        [SHELL, "--library", LIBRARY, "--socket", "/nonexistent/socket", "--prompt-name", "sw", *arguments],
+        input=text, stdout=subprocess.PIPE, stderr=subprocess.STDOUT if merge else subprocess.PIPE,
+        encoding="utf-8", timeout=LIMIT)
+
+
+class Script(unittest.TestCase):
+    def script(self, text):
+        file = tempfile.NamedTemporaryFile("w", suffix=".txt", encoding="utf-8")
+        self.addCleanup(file.close)
+        file.write(text)
+        file.flush()
+        return file.name
+
+    def test_modes_carry_over_from_one_command_to_the_next(self):
+        done = shell("-c", "configure terminal", "-c", "callhome", "-c", "switch-priority 3")
+        self.assertEqual(done.stdout, "callhome_mode no=0 id=0\ncallhome_info no=0 id=0 94=switch-priority 7=3\n")
+        self.assertEqual((done.stderr, done.returncode), ("", 0))
+
+    def test_a_pasted_configuration_moves_up_by_itself(self):
+        done = shell(text="configure terminal\ncallhome\nsite-id a\nsnmp-server enable traps callhome\n"
+                          "callhome\nsite-id b\ncallhome test\nsite-id c\n")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual([line.split()[0] for line in done.stdout.splitlines()],
+                         ["callhome_mode", "callhome_info", "callhome_traps_enable", "callhome_mode",
+                          "callhome_info", "callhome_test", "callhome_info"])
+
+    def test_exit_leaves_one_mode_and_end_all(self):
+        done = shell("--echo", text="conf t\ncallhome\ndiagnostic-signature\nexit\nend\nexit\nshow version\n")
+        self.assertEqual(done.stdout,
+                         "sw# conf t\nsw(config)# callhome\ncallhome_mode no=0 id=0\n"
+                         "sw(config-callhome)# diagnostic-signature\nch_config_gch_ds_mode no=0 id=0\n"
+                         "sw(config-callhome-signature)# exit\nsw(config-callhome)# end\nsw# exit\n")
+        self.assertEqual(done.returncode, 0)
+
+    def test_a_recorded_ctrl_z_goes_back_to_exec_mode(self):
+        done = shell("-c", "conf t", "-c", "\x1a", "-c", "snmp-server enable traps callhome")
+        self.assertTrue(done.stderr.startswith('command 3: Invalid input at "snmp-server"'), done.stderr)
+
+    def test_an_error_of_a_command_names_its_number(self):
+        done = shell("-c", "show version", "-c", "show wrod")
+        self.assertEqual(done.stderr,
+                         'command 2: Invalid input at "wrod": expected callhome, history, version\n')
+        self.assertEqual(done.returncode, 1)
+
+    def test_an_error_of_a_file_names_file_and_line_and_ends_the_script(self):
+        name = self.script("! a comment\n\nshow version\r\nshow\nshow version\n")
+        done = shell("-f", name)
+        self.assertEqual(done.stdout.count("callhome "), 1)
+        self.assertEqual(done.stderr, f"{name}:4: Incomplete command: expected callhome, history, version\n")
+        self.assertEqual(done.returncode, 1)
+
+    def test_standard_input_is_named_in_errors(self):
+        self.assertEqual(shell(text="wrod").stderr.split(":")[:2], ["standard input", "1"])
+
+    def test_keep_going_runs_the_rest_and_still_fails(self):
+        done = shell("--keep-going", "-c", "wrod", "-c", "callhome test")
+        self.assertEqual(done.stdout, "callhome_test no=0 id=0\n")
+        self.assertEqual(done.returncode, 1)
+
+    def test_a_handler_that_fails_fails_the_script(self):
+        done = shell("-c", "callhome send sw-crash process refuse", "-c", "callhome test")
+        self.assertEqual(done.stdout, "callhome_send_swcrash no=0 id=0 69=refuse\n")
+        self.assertEqual(done.stderr, "command 1: command failed: callhome send sw-crash process refuse\n")
+        self.assertEqual(done.returncode, 1)
+
+    def test_a_mode_is_not_entered_when_its_handler_has_no_such_form(self):
+        done = shell("--echo", "-c", "conf t", "-c", "no callhome", "-c", "end")
+        self.assertIn("sw(config)# end", done.stdout)
+
+    def test_a_lost_service_ends_the_script_and_what_was_printed_is_seen(self):
+        done = shell("--keep-going", "-c", "callhome send sw-crash process lose-service | include swcrash",
+                     "-c", "callhome test")
+        self.assertEqual(done.stdout, "callhome_send_swcrash no=0 id=0 69=lose-service\n")
+        self.assertEqual(done.stderr, "the service is lost\n")
+        self.assertEqual(done.returncode, 1)
+
+    def test_output_and_errors_stand_in_order(self):
+        done = shell("--echo", "--keep-going", "-c", "show version", "-c", "wrod", "-c", "show version", merge=True)
+        kinds = [line.split(" ")[0] for line in done.stdout.splitlines()]
+        self.assertEqual(kinds, ["sw#", "callhome", "sw#", "command", "sw#", "callhome"])
+
+    def test_filters_see_what_handlers_print(self):
+        done = shell("-c", "show callhome transport-email | include 9 | exclude 9$ | no-more")
+        self.assertEqual(done.stdout, "".join(f"line {n}\n" for n in range(90, 99)))
+        self.assertEqual(shell("-c", "show callhome transport-email | count").stdout, "100\n")
+        self.assertEqual(shell("-c", "show callhome transport-email | begin 99").stdout, "line 99\nline 100\n")
+
+    def test_a_filter_leaves_the_next_command_alone(self):
+        done = shell("-c", "show callhome transport-email | count", "-c", "callhome test")
+        self.assertEqual(done.stdout, "100\ncallhome_test no=0 id=0\n")
+
+    def test_a_reader_that_goes_away_ends_nothing_but_the_output(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        done = subprocess.run([SHELL, "--library", LIBRARY, "-c", "show callhome transport-email | include line"],
+                              stdout=writing, stderr=subprocess.PIPE, encoding="utf-8", timeout=LIMIT)
+        os.close(writing)
+        self.assertEqual((done.stderr, done.returncode), ("", 0))
+
+    def test_a_text_keeps_bars_quotes_and_blanks(self):
+        done = shell("-c", "conf t", "-c", "callhome", "-c", 'streetaddress  12 "B" | gate  b ')
+        self.assertTrue(done.stdout.endswith('10=12 "B" | gate  b\n'), done.stdout)
+
+    def test_the_return_receipt_is_cleared_by_an_empty_text(self):
+        done = shell("-c", "conf t", "-c", "callhome", "-c", "no transport email return-receipt")
+        self.assertTrue(done.stdout.endswith("callhome_email no=1 id=0 13=\n"), done.stdout)
+
+    def test_a_line_beyond_all_measure_is_refused(self):
+        done = shell(text="site-id " + "x" * 70000)
+        self.assertEqual(done.stderr, "standard input:1: The line is longer than 65536 bytes\n")
+
+    def test_a_file_that_is_not_there_is_named(self):
+        done = shell("-f", "/nonexistent/script")
+        self.assertEqual(done.stderr, "callhome: /nonexistent/script: No such file or directory\n")
+        self.assertEqual(done.returncode, 1)
+
+    def test_a_folder_is_no_script(self):
+        done = shell("-f", "/")
+        self.assertEqual(done.stderr, "/: cannot be read: Is a directory\n")
+        self.assertEqual(done.returncode, 1)
+
+    def test_a_missing_library_is_named_when_a_command_needs_it(self):
+        command = [SHELL, "--library", "/nonexistent/lib.so", "-c", "show version", "-c", "callhome test"]
+        done = subprocess.run(command, capture_output=True, encoding="utf-8", timeout=LIMIT)
+        self.assertTrue(done.stdout.startswith("callhome "))
+        self.assertIn("command 2: the command library cannot be loaded: /nonexistent/lib.so", done.stderr)
+        self.assertEqual(done.returncode, 1)
+
+    def test_wrong_options_end_with_status_2(self):
+        self.assertEqual(shell("--nonsense").returncode, 2)
+        self.assertEqual(shell("--help").returncode, 0)
+        self.assertRegex(shell("--version").stdout, r"^callhome \d+\.\d+\.\d+\n$")
+
+
+unittest.main(argv=sys.argv[:1])

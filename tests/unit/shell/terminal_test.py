@@ -1,0 +1,240 @@
+"""The shell at a terminal: what a person sees and types. Arguments: the shell, the library of fakes."""
+import pathlib
+import re
+import signal
+import stat
+import sys
+import tempfile
+import unittest
+
+import pexpect
+
+SHELL, LIBRARY = sys.argv[1:3]
+LIMIT = 20
+EXEC, CONFIG, CALL_HOME = "sw# ", "sw(config)# ", "sw(config-callhome)# "
+CTRL_C, CTRL_D, CTRL_V, CTRL_Z = "\x03", "\x04", "\x16", "\x1a"
+UP = "\x1b[A"
+
+
+class Terminal(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def open(self, rows=24, term="xterm", arguments=()):
+        child = pexpect.spawn(
+            SHELL, ["--library", LIBRARY, "--socket", "/nonexistent/socket", "--prompt-name", "sw", *arguments],
+            env={"TERM": term, "PATH": "/usr/bin:/bin", "HOME": str(self.folder),
+                 "XDG_STATE_HOME": str(self.folder / "state"),
+                 "ASAN_OPTIONS": "handle_segv=0"},  # a crash shall be one also under the sanitizers
+            encoding="utf-8", timeout=LIMIT, dimensions=(rows, 80))
+        self.addCleanup(child.close, force=True)
+        child.expect_exact(EXEC)
+        return child
+
+    def type(self, child, line, prompt=EXEC):
+        child.send(line + "\r")
+        child.expect_exact(prompt)
+        return re.sub(r"\x1b\[[?0-9;]*[a-zA-Z]", "", child.before)
+
+    def in_call_home(self, **how):
+        child = self.open(**how)
+        self.type(child, "conf t", CONFIG)
+        self.type(child, "callhome", CALL_HOME)
+        return child
+
+    def leave(self, child):
+        child.expect(pexpect.EOF)
+        child.close()
+        self.assertEqual(child.exitstatus, 0)
+
+    def test_the_prompt_shows_the_mode(self):
+        child = self.in_call_home()
+        self.type(child, "exit", CONFIG)
+        self.type(child, "callhome", CALL_HOME)
+        child.send("site-id abandoned" + CTRL_Z)
+        child.expect_exact("^Z")
+        child.expect_exact(EXEC)
+        child.send("exit\r")
+        self.leave(child)
+
+    def test_ctrl_d_on_an_empty_line_leaves_one_mode_at_a_time(self):
+        child = self.in_call_home()
+        child.send(CTRL_D)
+        child.expect_exact(CONFIG)
+        child.send(CTRL_D)
+        child.expect_exact(EXEC)
+        child.send(CTRL_D)
+        self.leave(child)
+
+    def test_ctrl_c_drops_the_line(self):
+        child = self.open()
+        child.send("callhome test" + CTRL_C)
+        child.expect_exact("^C")
+        child.expect_exact(EXEC)
+        self.assertIn("callhome 1", self.type(child, "show version"))
+
+    def test_a_question_mark_helps_at_once_and_the_line_stays(self):
+        child = self.in_call_home()
+        child.send("switch-priority ?")
+        child.expect(r"<0-7> +Priority of the switch")
+        child.expect_exact(CALL_HOME + "switch-priority ")
+        child.send("5\r")
+        child.expect_exact("7=5")
+
+    def test_a_question_mark_inside_a_value_belongs_to_it(self):
+        child = self.in_call_home()
+        said = self.type(child, "destination-profile noc http http://example.org/in?site=1", CALL_HOME)
+        self.assertIn("812711940=http://example.org/in?site=1", said)
+
+    def test_ctrl_v_makes_a_question_mark_a_letter(self):
+        child = self.in_call_home()
+        self.assertIn("4=?", self.type(child, "site-id " + CTRL_V + "?", CALL_HOME))
+
+    def test_tab_completes_a_word_and_lists_several(self):
+        child = self.open()
+        child.send("sh\tver\t\r")
+        child.expect_exact("callhome 1")
+        child.expect_exact(EXEC)
+        child.send("show callhome mess\t")
+        child.expect_exact("age")  # only what is new is drawn
+        child.send("\t")
+        child.expect(r"message +messages")
+        child.expect_exact(EXEC + "show callhome message")
+
+    def test_an_error_points_at_the_word(self):
+        child = self.open()
+        said = self.type(child, "show wrod")
+        self.assertIn("\r\n         ^\r\n% Invalid input\r\n", said)
+        self.assertIn("% Incomplete command", self.type(child, "show"))
+
+    def test_history_is_kept_private_and_comes_back(self):
+        child = self.open()
+        self.type(child, "show version")
+        child.send("exit\r")
+        self.leave(child)
+        file = self.folder / "state" / "callhome" / "history"
+        self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o600)
+        self.assertEqual(file.read_text(), "show version\nexit\n")
+        again = self.open()
+        again.send(UP + UP)
+        again.expect_exact("show version")
+        again.send("\r")
+        again.expect_exact("callhome 1")
+
+    def test_a_history_that_is_a_link_is_not_written(self):
+        target = self.folder / "target"
+        target.write_text("")
+        (self.folder / "state" / "callhome").mkdir(parents=True)
+        (self.folder / "state" / "callhome" / "history").symlink_to(target)
+        child = self.open()
+        self.type(child, "show version")
+        self.assertIn("show version", self.type(child, "show history"))
+        self.assertEqual(target.read_text(), "")
+
+    def test_a_long_display_stops_at_each_screen(self):
+        child = self.open(rows=11)
+        child.send("show callhome transport-email\r")
+        child.expect_exact("--More--")
+        self.assertIn("line 10\r\n", child.before)
+        self.assertNotIn("line 11", child.before)
+        child.send("\r")
+        child.expect_exact("line 11\r\n--More--")
+        child.send(" ")
+        child.expect_exact("line 21\r\n--More--")
+        child.send("q")
+        child.expect_exact(EXEC)
+        self.assertNotIn("line 22", child.before)
+        self.assertIn("callhome 1", self.type(child, "show version"))
+
+    def test_no_more_and_short_displays_do_not_stop(self):
+        child = self.open(rows=11)
+        self.assertIn("line 100\r\n", self.type(child, "show callhome transport-email | no-more"))
+        self.assertIn("100\r\n", self.type(child, "show callhome transport-email | count"))
+
+    def test_ctrl_c_at_a_screen_brings_the_prompt_back(self):
+        child = self.open(rows=11)
+        child.send("show callhome transport-email\r")
+        child.expect_exact("--More--")
+        child.send(CTRL_C)
+        child.expect_exact(EXEC)
+        self.assertIn("callhome 1", self.type(child, "show version"))
+
+    def test_the_session_outlives_a_command_that_ends_its_process(self):
+        child = self.in_call_home()
+        self.type(child, "site-id first", CALL_HOME)
+        said = self.type(child, "site-id lose-service", CALL_HOME)
+        self.assertIn("the service is lost", said)
+        self.assertIn("the session goes on", said)
+        self.assertIn("4=second", self.type(child, "site-id second", CALL_HOME))
+        self.assertIn("4=first", self.type(child, UP + UP + UP, CALL_HOME))
+
+    def test_the_session_outlives_a_crash(self):
+        child = self.in_call_home()
+        said = self.type(child, "site-id crash", CALL_HOME)
+        self.assertRegex(said, r"% The command ended abnormally \(Segmentation fault\); the session goes on")
+        self.assertIn("4=on", self.type(child, "site-id on", CALL_HOME))
+
+    def test_ctrl_c_ends_a_command_that_waits_without_alarm(self):
+        child = self.in_call_home()
+        child.send("site-id wait\r")
+        child.expect_exact("waiting\r\n")
+        child.send(CTRL_C)
+        child.expect_exact(CALL_HOME)
+        self.assertNotIn("%", child.before)
+        self.assertIn("4=on", self.type(child, "site-id on", CALL_HOME))
+
+    def test_a_paste_of_several_lines_runs_line_by_line(self):
+        child = self.open()
+        child.send("\x1b[200~conf t\ncallhome\nsite-id what?\tnow\nsite-id half\x1b[201~")
+        child.expect_exact("4=what? now")
+        child.expect_exact("site-id half")
+        child.send("-way\r")
+        child.expect_exact("4=half-way")
+
+    def test_typed_ahead_lines_run_too(self):
+        child = self.open(term="dumb")
+        child.send("conf t\rcallhome\rsite-id a\rsite-id b\r")
+        child.expect_exact("4=a")
+        child.expect_exact("4=b")
+        child.expect_exact(CALL_HOME)
+
+    def test_text_in_other_scripts_can_be_typed(self):
+        child = self.in_call_home()
+        self.assertIn("4=Köln 東京", self.type(child, "site-id Köln 東京", CALL_HOME))
+
+    def test_the_terminal_is_left_as_it_was_found(self):
+        child = pexpect.spawn(
+            "/bin/sh", ["-c", f"stty -a; '{SHELL}' --library '{LIBRARY}' --prompt-name sw; stty -a"],
+            env={"TERM": "xterm", "PATH": "/usr/bin:/bin", "HOME": str(self.folder)}, encoding="utf-8",
+            timeout=LIMIT)
+        self.addCleanup(child.close, force=True)
+        child.expect(r"speed[^$]*?-?extproc[^\n]*\n")
+        before = child.match.group(0)
+        child.expect_exact(EXEC)
+        child.send("callhome send sw-crash process crash\r")
+        child.expect_exact("the session goes on")
+        child.expect_exact(EXEC)
+        child.send("exit\r")
+        child.expect(r"speed[^$]*?-?extproc[^\n]*\n")
+        self.assertEqual(child.match.group(0), before)
+
+    def test_a_hangup_ends_the_session(self):
+        child = self.open()
+        child.kill(signal.SIGHUP)
+        child.expect(pexpect.EOF)
+        child.close()
+        self.assertNotEqual(child.exitstatus, 0)
+
+    def test_a_library_that_cannot_be_loaded_ends_the_shell(self):
+        child = pexpect.spawn(SHELL, ["--library", "/nonexistent/lib.so"], encoding="utf-8", timeout=LIMIT,
+                              env={"TERM": "xterm", "HOME": str(self.folder)})
+        self.addCleanup(child.close, force=True)
+        child.expect_exact("the command library cannot be loaded")
+        child.expect(pexpect.EOF)
+        child.close()
+        self.assertEqual(child.exitstatus, 1)
+
+
+unittest.main(argv=sys.argv[:1])
