@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
 #include "server/listener.h"
 
@@ -65,7 +64,7 @@ int open_own_folder(const std::filesystem::path& path) {
 
 }  // namespace
 
-StateFolder::StateFolder(std::filesystem::path path) : path_(without_trailing_slash(path)) {
+StateFolder::StateFolder(const std::filesystem::path& path) : path_(without_trailing_slash(path)) {
     create(path_);
     const Descriptor folder{open_own_folder(path_)};
     if (::fchmod(folder.number, private_folder) != 0) {

@@ -10,7 +10,7 @@ class StateFolder {
     // Creates the folder, open to its owner only, and locks it. Throws AlreadyRunning when another
     // process has the lock, or std::runtime_error when the folder is a link, belongs to somebody else or
     // cannot be created.
-    explicit StateFolder(std::filesystem::path path);
+    explicit StateFolder(const std::filesystem::path& path);
     ~StateFolder();
 
     StateFolder(const StateFolder&) = delete;
