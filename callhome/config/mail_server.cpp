@@ -124,7 +124,6 @@ uint32_t callhome_multiple_smtp(CommandContext* ctx) {
     name_server(server, host);
     set_starting_point(server, known);
     server.reserved = server_reserved;
-    server.trailing_flag = 0;
     change_server(server, *ctx);
     return send_server(server, known, *ctx);
 }

@@ -117,7 +117,10 @@ TEST_F(DestinationProfileTest, CreatesAProfileAlsoAfterTheFallback) {
 
 TEST_F(DestinationProfileTest, TheCreationFormReadsNothingButTheName) {
     service_refuses(not_found);
-    command_.form(create_form).text(1, "destination-profile").text(message_size, "noc");
+    command_.form(create_form)
+        .text(1, "destination-profile")
+        .keyword(format_short_text)
+        .text(message_size, "noc");
     EXPECT_EQ(configure().result, 0);
     EXPECT_EQ(platform().exchanges.front().record<ProfileRecord>().message_size, 0U);
     expect_sent(new_profile("noc"));

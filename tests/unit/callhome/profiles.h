@@ -55,8 +55,7 @@ class ProfileTest : public LibraryTest {
     static ProfileRecord sent() { return platform().exchanges.back().record<ProfileRecord>(); }
     static void expect_sent(const ProfileRecord& expected) {
         EXPECT_EQ(platform().exchanges.back().length, 51U);
-        EXPECT_EQ(testing::PrintToString(platform().exchanges.back().sent),
-                  testing::PrintToString(in_transport_order(expected)));
+        EXPECT_EQ(platform().exchanges.back().sent, in_transport_order(expected));
     }
 
     Command command_;

@@ -228,5 +228,13 @@ TEST_F(ReplyTextTest, AFileThatIsExchangedBeforeItIsReadIsRefused) {
     EXPECT_EQ(read(folder_ / "other"), "Successfully forged");
 }
 
+TEST_F(ReplyTextTest, AFifoThatTakesItsPlaceBeforeItIsReadIsRefusedWithoutWaiting) {
+    files().when_opened_again = [&] {
+        std::filesystem::remove(files().working_file);
+        EXPECT_EQ(mkfifo(files().working_file.c_str(), 0600), 0);
+    };
+    EXPECT_EQ(split("text").result, -1);
+}
+
 }  // namespace
 }  // namespace callhome::test
