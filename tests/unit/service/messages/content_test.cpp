@@ -14,6 +14,8 @@
 namespace callhome::service {
 namespace {
 
+using namespace std::string_literals;
+
 constexpr std::size_t large = 2'500'000;
 const MessageStamp stamp{"1700000000.0123456789abcdef@switch1", 1'700'000'000};
 
@@ -91,7 +93,7 @@ TEST(Texts, KeepToTheProfilesSizeBetweenCharacters) {
 TEST(Texts, HoldNoControlCharacterOfAField) {
     Configuration configuration = tests::sample_configuration();
     for (auto& [name, value] : configuration.contact) {
-        value = std::string("x\x1b[2J\r\n\0\x07y", 11);
+        value = "x\x1b[2J\r\n\0\x07y"s;
     }
     for (const auto format : {format_full_text, format_short_text}) {
         for (const char c : format(content_of("PERIODIC_CONFIGURATION", configuration), large)) {

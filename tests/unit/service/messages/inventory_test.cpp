@@ -10,6 +10,8 @@
 namespace callhome::service {
 namespace {
 
+using namespace std::string_literals;
+
 class Inventory : public testing::Test {
  protected:
     void file(const std::string& name, const std::string& text) {
@@ -32,8 +34,8 @@ TEST_F(Inventory, ComesFromTheFirmwareTables) {
 }
 
 TEST_F(Inventory, ComesFromTheDeviceTreeWhereThereAreNoTables) {
-    file("proc/device-tree/model", std::string("A board\0", 8));
-    file("proc/device-tree/serial-number", std::string("SN-2\0", 5));
+    file("proc/device-tree/model", "A board\0"s);
+    file("proc/device-tree/serial-number", "SN-2\0"s);
     EXPECT_EQ(read().product, "A board");
     EXPECT_EQ(read().serial_number, "SN-2");
 }

@@ -10,6 +10,8 @@
 namespace callhome::service {
 namespace {
 
+using namespace std::string_literals;
+
 struct Unreference {
     void operator()(gpointer object) const { g_object_unref(object); }
 };
@@ -106,9 +108,8 @@ TEST(MailHeaders, NeverGrowFromAField) {
     const auto expected = headers_of(build_mail(sample_mail())).size();
     for (const std::string& hostile :
          {std::string("x\r\nBcc: eve@example.com"), std::string("x\nBcc: eve@example.com\n\nbody"),
-          std::string("x\r\n\r\n."), std::string("x\0y\r\nBcc: e", 13),
-          std::string("\rBcc: eve@example.com"), std::string(5000, 'x'),
-          std::string("=?utf-8?q?=0D=0ABcc:_eve?=")}) {
+          std::string("x\r\n\r\n."), "x\0y\r\nBcc: e"s, std::string("\rBcc: eve@example.com"),
+          std::string(5000, 'x'), std::string("=?utf-8?q?=0D=0ABcc:_eve?=")}) {
         Mail mail = sample_mail();
         mail.subject = hostile;
         const std::string text = build_mail(mail);

@@ -7,6 +7,8 @@
 namespace callhome::service {
 namespace {
 
+using namespace std::string_literals;
+
 using protocol::DeliveryState;
 
 constexpr std::int64_t now = 1'700'000'000;
@@ -20,7 +22,7 @@ NewMessage sample_message(std::vector<std::string> receivers = {"ada@example.com
     message.format = protocol::MessageFormat::short_text;
     message.sender = "switch1@example.com";
     message.size = 5;
-    message.content = std::string("he\0lo\xFF", 6);
+    message.content = "he\0lo\xFF"s;
     message.receivers = std::move(receivers);
     return message;
 }

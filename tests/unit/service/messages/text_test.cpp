@@ -8,6 +8,8 @@
 namespace callhome::service {
 namespace {
 
+using namespace std::string_literals;
+
 struct Cleaning {
     const char* what;
     std::string raw;
@@ -25,7 +27,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, CleanLine,
                                          Cleaning{"empty", "", ""}, Cleaning{"only blanks", " \t\r\n ", ""},
                                          Cleaning{"a header in the text", "Ada\r\nBcc: eve@example.com",
                                                   "Ada Bcc: eve@example.com"},
-                                         Cleaning{"NUL", std::string("a\0b", 3), "a b"},
+                                         Cleaning{"NUL", "a\0b"s, "a b"},
                                          Cleaning{"an escape sequence", "a\x1b[31mb", "a [31mb"},
                                          Cleaning{"a C1 control character",
                                                   "a\xC2\x9B"
@@ -110,7 +112,7 @@ TEST(PlainAddress, IsOneThatNeedsNoQuotingAndEndsNoCommand) {
                                 "a@b@c", "ü@example.com", "Ada <a@b>", "a@b\x7F"}) {
         EXPECT_FALSE(is_plain_address(address)) << address;
     }
-    EXPECT_FALSE(is_plain_address(std::string("a\0@b", 4)));
+    EXPECT_FALSE(is_plain_address("a\0@b"s));
     EXPECT_FALSE(is_plain_address("a@" + std::string(253, 'b')));
 }
 

@@ -14,6 +14,8 @@
 namespace callhome::service {
 namespace {
 
+using namespace std::string_literals;
+
 using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
 
 Document parse(const std::string& text) {
@@ -118,7 +120,7 @@ const std::vector<std::string> hostile_texts{
     "<a b='c'>&amp;\"",
     "&#0;&undefined;",
     "\x1b[31m\x07",
-    std::string("a\0b", 3),
+    "a\0b"s,
     "\xFF\xFE\xC3",
     "\xED\xA0\x80\xEF\xBF\xBF",
     "\r\n\r\n",
