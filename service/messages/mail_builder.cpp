@@ -49,24 +49,26 @@ GMimeContentEncoding encoding_of(std::string_view text) {
     return GMIME_CONTENT_ENCODING_7BIT;
 }
 
-Reference<GMimeObject> text_part(const std::string& text) {
-    auto part = own(g_mime_text_part_new_with_subtype("plain"));
-    g_mime_text_part_set_text(part.get(), text.c_str());
-    g_mime_text_part_set_charset(part.get(), charset);
-    g_mime_part_set_content_encoding(GMIME_PART(part.get()), encoding_of(text));
-    return Reference<GMimeObject>(GMIME_OBJECT(part.release()));
-}
-
-Reference<GMimeObject> xml_attachment(const std::string& document) {
-    auto part = own(g_mime_part_new_with_type("application", "xml"));
-    const auto stream = own(g_mime_stream_mem_new_with_buffer(document.data(), document.size()));
+// The text goes in as it is, in UTF-8: GMime's own text parts choose another charset where one would do.
+Reference<GMimePart> part_of(const char* type, const char* subtype, const std::string& text) {
+    auto part = own(g_mime_part_new_with_type(type, subtype));
+    const auto stream = own(g_mime_stream_mem_new_with_buffer(text.data(), text.size()));
     const auto content =
         own(g_mime_data_wrapper_new_with_stream(stream.get(), GMIME_CONTENT_ENCODING_DEFAULT));
     g_mime_part_set_content(part.get(), content.get());
     g_mime_object_set_content_type_parameter(GMIME_OBJECT(part.get()), "charset", charset);
+    g_mime_part_set_content_encoding(part.get(), encoding_of(text));
+    return part;
+}
+
+Reference<GMimeObject> text_part(const std::string& text) {
+    return Reference<GMimeObject>(GMIME_OBJECT(part_of("text", "plain", text).release()));
+}
+
+Reference<GMimeObject> xml_attachment(const std::string& document) {
+    auto part = part_of("application", "xml", document);
     g_mime_object_set_disposition(GMIME_OBJECT(part.get()), GMIME_DISPOSITION_ATTACHMENT);
     g_mime_part_set_filename(part.get(), attachment_name);
-    g_mime_part_set_content_encoding(part.get(), encoding_of(document));
     return Reference<GMimeObject>(GMIME_OBJECT(part.release()));
 }
 

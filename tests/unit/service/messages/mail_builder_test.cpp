@@ -155,10 +155,15 @@ TEST(MailLines, EndInCrLfInAsciiAndKeepToTheLimit) {
     }
 }
 
-TEST(MailBody, ComesBackAsItWas) {
-    Mail mail = sample_mail();
-    mail.body = "Zürich 東京\n.\nFrom me\n" + std::string(1500, 'x') + "\n";
-    EXPECT_EQ(text_of(g_mime_message_get_mime_part(parse(build_mail(mail)).get())), mail.body);
+TEST(MailBody, ComesBackAsItWasInUtf8) {
+    for (const std::string& body : {"Zürich 東京\n.\nFrom me\n" + std::string(1500, 'x') + "\n",
+                                    "Zürich\n"s, "Œuvre Ελλάδα\n"s, "blank at the end \n"s, "\n\n"s}) {
+        Mail mail = sample_mail();
+        mail.body = body;
+        const std::string text = build_mail(mail);
+        EXPECT_EQ(header(text, "Content-Type"), "text/plain; charset=utf-8");
+        EXPECT_EQ(text_of(g_mime_message_get_mime_part(parse(text).get())), body);
+    }
 }
 
 TEST(MailBody, InAsciiIsReadableWithoutDecoding) {
