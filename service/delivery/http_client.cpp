@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "delivery/curl_handle.h"
 #include "messages/text.h"
@@ -16,6 +17,12 @@ constexpr long first_redirection = 300;
 constexpr long first_client_error = 400;
 constexpr long first_server_error = 500;
 constexpr std::array<long, 3> passing_errors{408, 425, 429};  // time-out, too early, too many requests
+
+constexpr const char* not_an_address = "this is not an HTTP or HTTPS address";
+
+bool is_http(std::string_view url) {
+    return url.starts_with("http://") || url.starts_with("https://");
+}
 
 // Nothing of an answer's body is wanted; ending here keeps an endless one from costing anything.
 size_t take_no_body(char* /*data*/, size_t /*size*/, size_t /*count*/, void* /*context*/) noexcept {
@@ -50,8 +57,8 @@ Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::st
     if (result == CURLE_ABORTED_BY_CALLBACK) {
         return {Verdict::stopped, "", ""};
     }
-    if (result == CURLE_URL_MALFORMAT || result == CURLE_UNSUPPORTED_PROTOCOL) {
-        return {Verdict::refused, "", "this is not an HTTP or HTTPS address"};
+    if (result == CURLE_URL_MALFORMAT) {
+        return {Verdict::refused, "", not_an_address};
     }
     const bool answered = result == CURLE_OK || result == CURLE_WRITE_ERROR;
     return answered ? judge(handle.response_code())
@@ -61,6 +68,9 @@ Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::st
 }  // namespace
 
 Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
+    if (!is_http(job.receiver)) {
+        return {Verdict::refused, "", not_an_address};
+    }
     try {
         return post(job, limits, stop);
     } catch (const std::exception& error) {

@@ -33,6 +33,7 @@ constexpr std::size_t code_digits = 3;
 struct Conversation {
     std::string command;  // the verb; empty before the greeting
     std::string reply;
+    bool over = false;  // libcurl has taken leave: what follows explains nothing
 
     int code() const {
         int value = 0;
@@ -42,6 +43,8 @@ struct Conversation {
 };
 
 constexpr std::string_view content_command = "content";
+constexpr std::string_view encryption_command = "STARTTLS";
+constexpr std::string_view farewell = "QUIT";
 
 // True where a refusal concerns this mail and its receiver, and not the server's state.
 bool is_about_the_mail(std::string_view command) {
@@ -51,8 +54,16 @@ bool is_about_the_mail(std::string_view command) {
 int listen(CURL* /*handle*/, curl_infotype type, char* data, size_t size, void* conversation) noexcept {
     auto& heard = *static_cast<Conversation*>(conversation);
     const std::string_view bytes(data, size);
+    if (heard.over) {
+        return 0;
+    }
     if (type == CURLINFO_HEADER_OUT) {
-        heard = {std::string(bytes.substr(0, bytes.find_first_of(" \r\n"))), ""};
+        const std::string_view command = bytes.substr(0, bytes.find_first_of(" \r\n"));
+        if (command == farewell) {
+            heard.over = true;
+        } else {
+            heard = {std::string(command), ""};
+        }
     } else if (type == CURLINFO_DATA_OUT && heard.command != content_command) {
         heard = {std::string(content_command), ""};
     } else if (type == CURLINFO_HEADER_IN && heard.reply.size() < longest_reply) {
@@ -156,7 +167,9 @@ Transfer transfer(const DeliveryJob& job, const MailRoute& route, const Transfer
     handle.set(CURLOPT_DEBUGDATA, &heard);
     handle.set(CURLOPT_VERBOSE, 1L);
     const CURLcode result = handle.perform();
-    return {judge(result, handle, heard, authority), result == CURLE_SSL_CONNECT_ERROR};
+    // Whatever goes wrong between the server's consent and the next greeting is a failed handshake.
+    return {judge(result, handle, heard, authority),
+            result != CURLE_OK && heard.command == encryption_command && heard.code() < first_temporary};
 }
 
 }  // namespace

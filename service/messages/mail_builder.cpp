@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
+#include <string_view>
 
 #include "messages/text.h"
 
@@ -13,6 +14,9 @@ namespace {
 
 constexpr const char* charset = "utf-8";
 constexpr const char* attachment_name = "callhome-message.xml";
+constexpr std::size_t longest_line = 998;  // bytes without its end: RFC 5322, 2.1.1
+constexpr unsigned char last_ascii = 0x7F;
+constexpr std::size_t longest_subject = 255;  // bytes; a line cannot be folded within a word
 constexpr const char* nobody_named = "undisclosed-recipients:;";
 constexpr const char* attachment_explanation =
     "This is a call-home message for programs. The attached document holds all of it.\n";
@@ -33,20 +37,36 @@ void initialize_once() {
     std::call_once(initialized, g_mime_init);
 }
 
-Reference<GMimeObject> text_part(const std::string& text) {
-    auto part = own(g_mime_text_part_new_with_subtype("plain"));
-    g_mime_text_part_set_charset(part.get(), charset);
-    g_mime_text_part_set_text(part.get(), text.c_str());
-    return Reference<GMimeObject>(GMIME_OBJECT(part.release()));
+// Plain ASCII in short lines stays readable for whoever looks at the mail's source.
+GMimeContentEncoding encoding_of(std::string_view text) {
+    std::size_t line = 0;
+    for (const char c : text) {
+        line = c == '\n' ? 0 : line + 1;
+        if (line > longest_line || static_cast<unsigned char>(c) > last_ascii) {
+            return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
+        }
+    }
+    return GMIME_CONTENT_ENCODING_7BIT;
 }
 
-Reference<GMimeObject> xml_attachment(const std::string& document) {
-    auto part = own(g_mime_part_new_with_type("application", "xml"));
-    const auto stream = own(g_mime_stream_mem_new_with_buffer(document.data(), document.size()));
+// The text goes in as it is, in UTF-8: GMime's own text parts choose another charset where one would do.
+Reference<GMimePart> part_of(const char* type, const char* subtype, const std::string& text) {
+    auto part = own(g_mime_part_new_with_type(type, subtype));
+    const auto stream = own(g_mime_stream_mem_new_with_buffer(text.data(), text.size()));
     const auto content =
         own(g_mime_data_wrapper_new_with_stream(stream.get(), GMIME_CONTENT_ENCODING_DEFAULT));
     g_mime_part_set_content(part.get(), content.get());
     g_mime_object_set_content_type_parameter(GMIME_OBJECT(part.get()), "charset", charset);
+    g_mime_part_set_content_encoding(part.get(), encoding_of(text));
+    return part;
+}
+
+Reference<GMimeObject> text_part(const std::string& text) {
+    return Reference<GMimeObject>(GMIME_OBJECT(part_of("text", "plain", text).release()));
+}
+
+Reference<GMimeObject> xml_attachment(const std::string& document) {
+    auto part = part_of("application", "xml", document);
     g_mime_object_set_disposition(GMIME_OBJECT(part.get()), GMIME_DISPOSITION_ATTACHMENT);
     g_mime_part_set_filename(part.get(), attachment_name);
     return Reference<GMimeObject>(GMIME_OBJECT(part.release()));
@@ -78,7 +98,8 @@ void add_headers(GMimeMessage* message, const Mail& mail) {
     if (std::none_of(mail.to.begin(), mail.to.end(), is_plain_address)) {
         g_mime_object_set_header(headers, "To", nobody_named, nullptr);
     }
-    g_mime_message_set_subject(message, clean_line(mail.subject).c_str(), charset);
+    const std::string subject(cut_to(clean_line(mail.subject), longest_subject));
+    g_mime_message_set_subject(message, subject.c_str(), charset);
     g_mime_message_set_message_id(message, mail.message_id.c_str());
     const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> date(
         g_date_time_new_from_unix_local(mail.time), &g_date_time_unref);
@@ -108,7 +129,6 @@ std::string build_mail(const Mail& mail) {
     const auto message = own(g_mime_message_new(TRUE));
     add_headers(message.get(), mail);
     g_mime_message_set_mime_part(message.get(), body_of(mail).get());
-    g_mime_object_encode(GMIME_OBJECT(message.get()), GMIME_ENCODING_CONSTRAINT_7BIT);
     return written(message.get());
 }
 

@@ -31,7 +31,8 @@ std::string sender_of(const Configuration& configuration, const SystemInventory&
                : fmt::format("{}@{}", default_sender, mail_host_name(inventory.host_name));
 }
 
-std::string mail_around(const NewMessage& message, const MessageStamp& stamp,
+// `number` tells the mails of one stamp apart: each profile gets a text of its own.
+std::string mail_around(const NewMessage& message, std::size_t number, const MessageStamp& stamp,
                         const Configuration& configuration) {
     Mail mail;
     mail.from = message.sender;
@@ -39,8 +40,7 @@ std::string mail_around(const NewMessage& message, const MessageStamp& stamp,
     mail.reply_to = configuration.mail.reply_to;
     mail.return_receipt = configuration.mail.return_receipt;
     mail.subject = message.subject;
-    // Profiles get different texts, so each is a mail of its own.
-    mail.message_id = fmt::format("{}.{}", mail_host_name(message.profile), stamp.id);
+    mail.message_id = fmt::format("{}.{}", number, stamp.id);
     mail.time = stamp.time;
     mail.format = message.format;
     mail.body = message.content;
@@ -76,7 +76,7 @@ std::vector<NewMessage> compose_messages(const MessageSubject& subject, const Me
         message.content = format_body(content, profile);
         message.size = message.content.size();
         if (taker.transport == Transport::email) {
-            message.content = mail_around(message, stamp, configuration);
+            message.content = mail_around(message, messages.size() + 1, stamp, configuration);
         }
         messages.push_back(std::move(message));
     }

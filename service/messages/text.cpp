@@ -130,6 +130,7 @@ std::string wrap(std::string_view text, std::size_t width, std::size_t indent) {
 std::string iso_time(long long seconds) {
     const auto time = static_cast<std::time_t>(seconds);
     std::tm local{};
+    ::tzset();  // the zone may have been changed since the service was started
     if (::localtime_r(&time, &local) == nullptr) {
         return "unknown";
     }

@@ -1,0 +1,105 @@
+#include "inventory/system_inventory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "temporary_folder.h"
+
+namespace callhome::service {
+namespace {
+
+using namespace std::string_literals;
+
+class Inventory : public testing::Test {
+ protected:
+    void file(const std::string& name, const std::string& text) {
+        const auto path = folder_.path() / name;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << text;
+    }
+    SystemInventory read() { return read_system_inventory(folder_.path()); }
+
+    tests::TemporaryFolder folder_;
+};
+
+TEST_F(Inventory, ComesFromTheFirmwareTables) {
+    file("sys/class/dmi/id/sys_vendor", "A vendor\n");
+    file("sys/class/dmi/id/product_name", "A product\n");
+    file("sys/class/dmi/id/product_serial", "SN-1\n");
+    EXPECT_EQ(read().vendor, "A vendor");
+    EXPECT_EQ(read().product, "A product");
+    EXPECT_EQ(read().serial_number, "SN-1");
+}
+
+TEST_F(Inventory, ComesFromTheDeviceTreeWhereThereAreNoTables) {
+    file("proc/device-tree/model", "A board\0"s);
+    file("proc/device-tree/serial-number", "SN-2\0"s);
+    EXPECT_EQ(read().product, "A board");
+    EXPECT_EQ(read().serial_number, "SN-2");
+}
+
+TEST_F(Inventory, IsUnknownWhereTheMachineDoesNotTell) {
+    file("sys/class/dmi/id/product_serial", "  \n");
+    const SystemInventory inventory = read();
+    EXPECT_EQ(inventory.product, "unknown");
+    EXPECT_EQ(inventory.serial_number, "unknown");
+    EXPECT_EQ(inventory.operating_system, "unknown");
+    EXPECT_EQ(inventory.load, "unknown");
+    EXPECT_EQ(inventory.uptime, 0U);
+    EXPECT_EQ(inventory.processor_count, 0U);
+    EXPECT_TRUE(inventory.file_systems.empty());
+}
+
+TEST_F(Inventory, BoundsAndCleansWhatAVendorWrote) {
+    file("sys/class/dmi/id/product_name", std::string(100'000, 'x'));
+    file("sys/class/dmi/id/product_serial", "\x1b[2J\xff\n");
+    EXPECT_EQ(read().product.size(), 256U);
+    EXPECT_EQ(read().serial_number, "[2J\xEF\xBF\xBD");
+}
+
+TEST_F(Inventory, ReadsHowTheSystemFares) {
+    file("etc/os-release", "ID=x\nPRETTY_NAME=\"An operating system\"\n");
+    file("proc/cpuinfo",
+         "processor\t: 0\nmodel name\t: A processor\nprocessor\t: 1\nmodel name\t: A processor\n");
+    file("proc/uptime", "273906.52 1.00\n");
+    file("proc/meminfo", "MemTotal:       2048 kB\nMemFree: 7 kB\nMemAvailable:    1024 kB\n");
+    file("proc/loadavg", "0.10 0.20 0.30 1/2 3\n");
+    file("var/lib/dpkg/status",
+         "Package: a\nStatus: install ok installed\n\nPackage: b\nStatus: deinstall ok\n");
+    const SystemInventory inventory = read();
+    EXPECT_EQ(inventory.operating_system, "An operating system");
+    EXPECT_EQ(inventory.processor, "A processor");
+    EXPECT_EQ(inventory.processor_count, 2U);
+    EXPECT_EQ(inventory.uptime, 273'906U);
+    EXPECT_EQ(inventory.memory_total, 2048U * 1024);
+    EXPECT_EQ(inventory.memory_available, 1024U * 1024);
+    EXPECT_EQ(inventory.load, "0.10 0.20 0.30");
+    EXPECT_EQ(inventory.package_count, 1U);
+}
+
+TEST_F(Inventory, MeasuresLocalFileSystemsOnce) {
+    file("proc/self/mounts",
+         "/dev/a / ext4 rw 0 0\nserver:/x / nfs rw 0 0\n/dev/a / ext4 rw 0 0\n/dev/b /nowhere-at-all ext4 "
+         "rw 0 0\n"
+         "/dev/c / fuse.x rw 0 0\n");
+    const SystemInventory inventory = read();
+    ASSERT_EQ(inventory.file_systems.size(), 1U);
+    EXPECT_EQ(inventory.file_systems[0].mount_point, "/");
+    EXPECT_EQ(inventory.file_systems[0].type, "ext4");
+    EXPECT_GE(inventory.file_systems[0].size, inventory.file_systems[0].available);
+}
+
+TEST(Interfaces, IncludeTheLoopbackWithItsAddress) {
+    const auto interfaces = read_system_inventory().interfaces;
+    const auto loopback =
+        std::find_if(interfaces.begin(), interfaces.end(),
+                     [](const NetworkInterface& interface) { return interface.name == "lo"; });
+    ASSERT_NE(loopback, interfaces.end());
+    EXPECT_NE(std::find(loopback->addresses.begin(), loopback->addresses.end(), "127.0.0.1/8"),
+              loopback->addresses.end());
+}
+
+}  // namespace
+}  // namespace callhome::service
