@@ -205,6 +205,18 @@ TEST_F(ProgramTest, SaysWhatIsWrongWithItsOptions) {
     EXPECT_EQ(log(), "callhomed " CALLHOME_VERSION "\n");
 }
 
+TEST_F(ProgramTest, LogsWhatItsLevelLetsThrough) {
+    const std::array<std::pair<const char*, bool>, 5> levels{
+        {{"debug", true}, {"info", true}, {"warning", false}, {"error", false}, {"off", false}}};
+    for (const auto& [level, tells] : levels) {
+        Program program(own_places({"--log-level", level}), place);
+        ASSERT_TRUE(program.is_ready()) << level << ": " << log();
+        program.signal(SIGTERM);
+        EXPECT_EQ(program.wait(), 0) << level;
+        EXPECT_EQ(log().find("listening on") != std::string::npos, tells) << level << ": " << log();
+    }
+}
+
 TEST_F(ProgramTest, TakesTheSocketThatTheServiceManagerPasses) {
     const int listening = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
