@@ -51,6 +51,7 @@ class Program {
             arguments.insert(arguments.begin(), "callhomed");
             arguments.insert(arguments.end(), {"--ready-fd", std::to_string(inherited)});
             std::vector<char*> pointers;
+            pointers.reserve(arguments.size() + 1);
             for (std::string& argument : arguments) {
                 pointers.push_back(argument.data());
             }
