@@ -59,7 +59,7 @@ void set_starting_point(MailServerRecord& server, const MailServerRecord* known)
     } else {
         copy_text(server.vrf_name, FieldText(known->vrf_name).c_str());
     }
-    server.vrf_id = unknown_vrf;
+    server.vrf_id = known == nullptr ? unknown_vrf : known->vrf_id;
 }
 
 // Second pass over the tokens: the server's settings.
@@ -75,8 +75,10 @@ void change_server(MailServerRecord& server, const CommandContext& ctx) {
                 }
                 break;
             case keyword_vrf_name:
-                copy_text(server.vrf_name, text_value(token));
-                server.vrf_id = vrf_context(text_value(token)).value_or(unknown_vrf);
+                if (text_value(token) != nullptr) {
+                    copy_text(server.vrf_name, text_value(token));
+                    server.vrf_id = vrf_context(text_value(token)).value_or(unknown_vrf);
+                }
                 break;
             case keyword_mail_priority:
                 set_number(server, &MailServerRecord::priority, token);

@@ -23,18 +23,17 @@ bool is_priority(std::string_view value) {
 struct Item {
     std::string_view name;
     bool (*accepts)(std::string_view value);
-    bool needed_while_enabled;  // cannot be removed as long as the feature is on
 };
 
 constexpr std::array items{
-    Item{"sysContact", is_text, true},
-    Item{"sysContactEmail", is_email_address, true},
-    Item{"sysContactPhoneNumber", is_text, false},
-    Item{"sysStreetAddress", is_text, false},
-    Item{"siteId", is_text, false},
-    Item{"custId", is_text, false},
-    Item{"contractId", is_text, false},
-    Item{priority_item, is_priority, false},
+    Item{"sysContact", is_text},
+    Item{"sysContactEmail", is_email_address},
+    Item{"sysContactPhoneNumber", is_text},
+    Item{"sysStreetAddress", is_text},
+    Item{"siteId", is_text},
+    Item{"custId", is_text},
+    Item{"contractId", is_text},
+    Item{priority_item, is_priority},
 };
 
 const Item* find_item(std::string_view name) {
@@ -80,14 +79,14 @@ Outcome set_contact(Call& call, const protocol::ContactRecord& record) {
 
 Outcome remove_contact(Call& call, const protocol::ContactRecord& record) {
     const std::string name = read_text(record.name);
-    const Item* item = find_item(name);
-    if (item == nullptr) {
+    if (find_item(name) == nullptr) {
         return Status::malformed_request;
     }
     if (!is_set(call.configuration(), name)) {
         return Status::not_found;
     }
-    if (item->needed_while_enabled && call.configuration().enabled) {
+    // Receivers of messages rely on the items that the first of them showed.
+    if (call.configuration().enabled) {
         return Status::configuration_missing;
     }
     call.store.remove_contact(name);

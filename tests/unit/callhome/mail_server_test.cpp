@@ -27,7 +27,6 @@ class MailServerTest : public LibraryTest {
         MailServerRecord server = kept_server();
         server.reserved = 1;
         server.trailing_flag = 0;
-        server.vrf_id = 0;
         return server;
     }
     Command& kept_host() { return command_.address(mail_host, CALLHOME_VALUE_IPV4, {192, 0, 2, 7}); }

@@ -74,17 +74,19 @@ TEST_F(ContactTest, ThePriorityIsADigitUpToSevenAndSevenByDefault) {
     EXPECT_STREQ(contact(Operation::get, "priority").record->value, "7");
 }
 
-TEST_F(ContactTest, WhatTheEnabledFeatureNeedsStays) {
+TEST_F(ContactTest, NothingIsRemovedWhileTheFeatureIsEnabled) {
     contact(Operation::set, "sysContact", "Ada");
     contact(Operation::set, "sysContactEmail", "ada@example.net");
     contact(Operation::set, "siteId", "harbour");
     store.set_enabled(true);
-    EXPECT_EQ(contact(Operation::remove, "sysContact").status, Status::configuration_missing);
-    EXPECT_EQ(contact(Operation::remove, "sysContactEmail").status, Status::configuration_missing);
-    EXPECT_EQ(contact(Operation::remove, "siteId").status, Status::ok);
+    for (const char* name : {"sysContact", "sysContactEmail", "siteId"}) {
+        EXPECT_EQ(contact(Operation::remove, name).status, Status::configuration_missing) << name;
+        EXPECT_EQ(contact(Operation::get, name).status, Status::ok) << name;
+    }
     store.set_enabled(false);
-    EXPECT_EQ(contact(Operation::remove, "sysContact").status, Status::ok);
-    EXPECT_EQ(contact(Operation::remove, "sysContactEmail").status, Status::ok);
+    for (const char* name : {"sysContact", "sysContactEmail", "siteId"}) {
+        EXPECT_EQ(contact(Operation::remove, name).status, Status::ok) << name;
+    }
 }
 
 }  // namespace
