@@ -34,7 +34,7 @@ constexpr std::size_t header_size = sizeof(protocol::FrameHeader);
 constexpr const char* show_command = "show callhome transport-email";
 
 struct Bench {
-    fs::path programs;  // where callhome, callhomed and the empty program stand
+    fs::path programs;  // where callhome and callhomed stand
     fs::path folder;    // scratch, with the service's state
     int pairs;
 
@@ -117,7 +117,7 @@ void measure_open_shell(const Bench& bench) {
 void measure_process(const Bench& bench) {
     constexpr int repetitions = 20;
     const auto shell = [&] { run({bench.program("callhome"), "--socket", bench.socket(), "-c", show_command}); };
-    const auto empty = [&] { run({bench.program("callhome_bench_empty")}); };
+    const auto empty = [&] { run({CALLHOME_EMPTY}); };
     print_row("callhome -c 'show …', whole process", compare(bench.pairs, repetitions, shell, empty),
               "empty C++ program, whole process", "at most 2");
 }
@@ -165,6 +165,5 @@ int run_all(const fs::path& programs, int pairs) {
 
 int main(int count, char** arguments) {
     constexpr int default_pairs = 15;
-    const auto programs = std::filesystem::canonical("/proc/self/exe").parent_path();
-    return callhome::bench::run_all(programs, count > 1 ? std::atoi(arguments[1]) : default_pairs);
+    return callhome::bench::run_all(CALLHOME_PROGRAMS, count > 1 ? std::atoi(arguments[1]) : default_pairs);
 }

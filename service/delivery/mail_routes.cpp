@@ -24,6 +24,7 @@ std::vector<MailRoute> mail_routes(const Configuration& configuration) {
         return std::tie(a.priority, a.host) < std::tie(b.priority, b.host);
     });
     std::vector<MailRoute> routes;
+    routes.reserve(servers.size() + 1);
     for (const MailServer& server : servers) {
         routes.push_back({server.host, real_port(server.port), server.vrf_name});
     }

@@ -4,11 +4,6 @@
 
 namespace callhome::service {
 
-std::int64_t wall_clock() {
-    const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::seconds>(since_1970).count();
-}
-
 std::optional<std::chrono::seconds> pause_after(unsigned attempts, const RetryLimits& limits) {
     std::chrono::seconds pause = std::min(limits.first_pause, limits.longest_pause);
     std::chrono::seconds waited{0};

@@ -12,7 +12,10 @@
 namespace callhome::service {
 
 // Seconds since 1970 by the wall clock: times in the queue outlive the process.
-std::int64_t wall_clock();
+inline std::int64_t wall_clock() {
+    const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::seconds>(since_1970).count();
+}
 
 // How long one transfer with one server may take. The total alone does not bound a server that falls
 // silent after the end of the mail, hence the limit of a single response.

@@ -105,6 +105,7 @@ std::vector<NetworkInterface> read_interfaces() {
         }
     }
     std::vector<NetworkInterface> result;
+    result.reserve(by_name.size());
     for (auto& [name, interface] : by_name) {
         result.push_back(std::move(interface));
     }

@@ -181,9 +181,6 @@ void MessageService::Implementation::end_processing(protocol::Status status, std
     answer(std::move(done), status, std::move(text));
 }
 
-MessageService::MessageService(asio::io_context& io, Database& database, const Configuration& configuration)
-    : MessageService(io, database, configuration, DeliverySettings{}) {}
-
 MessageService::MessageService(asio::io_context& io, Database& database, const Configuration& configuration,
                                const DeliverySettings& settings)
     : implementation_(std::make_unique<Implementation>(io, database, configuration, settings)) {}

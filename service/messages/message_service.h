@@ -41,8 +41,6 @@ class MessageService {
 
     // Takes up what an earlier run has left in the queue. `configuration` is read at the moment of use;
     // it must outlive this object. Everything but the network runs on the io_context's thread.
-    MessageService(asio::io_context& io, Database& database, const Configuration& configuration);
-    // With other limits than those of the service.
     MessageService(asio::io_context& io, Database& database, const Configuration& configuration,
                    const DeliverySettings& settings);
     ~MessageService();

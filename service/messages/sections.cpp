@@ -11,7 +11,7 @@
 namespace callhome::service {
 namespace {
 
-constexpr std::uint64_t bytes_in_mib = 1024 * 1024;
+constexpr std::uint64_t bytes_in_mib = 1024ULL * 1024;
 constexpr std::uint64_t seconds_in_day = 86400;
 constexpr std::uint64_t seconds_in_hour = 3600;
 constexpr std::uint64_t seconds_in_minute = 60;

@@ -17,7 +17,7 @@ class MessageService::Implementation {
     FakeMessages fake;
 };
 
-MessageService::MessageService(asio::io_context&, Database&, const Configuration&)
+MessageService::MessageService(asio::io_context&, Database&, const Configuration&, const DeliverySettings&)
     : implementation_(std::make_unique<Implementation>()) {
     current = &implementation_->fake;
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "row_name.h"
 #include "scripted_server.h"
 
 namespace callhome::service {
@@ -40,6 +41,10 @@ struct Answer {
     Verdict verdict;
 };
 
+std::string name_of_row(const testing::TestParamInfo<Answer>& info) {
+    return tests::row_name(info.param.line);
+}
+
 class HttpAnswer : public testing::TestWithParam<Answer> {};
 
 TEST_P(HttpAnswer, DecidesWhatBecomesOfTheMessage) {
@@ -63,7 +68,8 @@ INSTANTIATE_TEST_SUITE_P(Statuses, HttpAnswer,
                                          Answer{"HTTP/1.1 503 Service Unavailable", Verdict::postponed},
                                          Answer{"nonsense", Verdict::postponed},
                                          Answer{tests::drop_connection, Verdict::postponed},
-                                         Answer{tests::stay_silent, Verdict::postponed}));
+                                         Answer{tests::stay_silent, Verdict::postponed}),
+                         name_of_row);
 
 TEST(Http, PostponesWhenNobodyListens) {
     const tests::ClosedPort port;

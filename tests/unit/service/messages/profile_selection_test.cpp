@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "row_name.h"
 #include "samples.h"
 
 namespace callhome::service {
@@ -13,6 +14,11 @@ struct Subscription {
     const char* type;
     bool taken;
 };
+
+std::string name_of_row(const testing::TestParamInfo<Subscription>& info) {
+    return tests::row_name(std::string(*info.param.group == '\0' ? "nothing" : info.param.group) +
+                           "_from_" + std::to_string(info.param.level) + "_for_" + info.param.type);
+}
 
 class Subscribing : public testing::TestWithParam<Subscription> {};
 
@@ -39,7 +45,8 @@ INSTANTIATE_TEST_SUITE_P(
         Subscription{"crash", 7, "SW_CRASH", false}, Subscription{"OBX", 0, "OBX_ALERT", true},
         Subscription{"Diagnostic", 0, "TEMO-normal", true},
         Subscription{"configuration", 0, "PERIODIC_CONFIGURATION", true}, Subscription{"", 9, "test", true},
-        Subscription{"crash", 9, "test", true}));
+        Subscription{"crash", 9, "test", true}),
+    name_of_row);
 
 TEST(Takers, AreReachedByTheTransportMethodsThatHaveAddresses) {
     Configuration configuration;

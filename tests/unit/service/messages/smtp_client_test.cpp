@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "delivery/mail_routes.h"
+#include "row_name.h"
 #include "scripted_server.h"
 
 namespace callhome::service {
@@ -76,6 +77,10 @@ struct Answer {
     std::string reason;  // empty: any
 };
 
+std::string name_of_row(const testing::TestParamInfo<Answer>& info) {
+    return tests::row_name(std::string(info.param.stage) + "_" + info.param.reply);
+}
+
 class SmtpAnswer : public testing::TestWithParam<Answer> {};
 
 TEST_P(SmtpAnswer, DecidesWhatBecomesOfTheMail) {
@@ -98,7 +103,8 @@ INSTANTIATE_TEST_SUITE_P(Temporary, SmtpAnswer,
                                          Answer{"RCPT", "450 4.2.1 mailbox busy", Verdict::postponed,
                                                 "450 4.2.1 mailbox busy"},
                                          Answer{"DATA", "451 no", Verdict::postponed, "451 no"},
-                                         Answer{"content", "452 full", Verdict::postponed, "452 full"}));
+                                         Answer{"content", "452 full", Verdict::postponed, "452 full"}),
+                         name_of_row);
 
 INSTANTIATE_TEST_SUITE_P(
     Permanent, SmtpAnswer,
@@ -106,13 +112,14 @@ INSTANTIATE_TEST_SUITE_P(
                     Answer{"RCPT", "550 5.1.1 no such user", Verdict::refused, "550 5.1.1 no such user"},
                     Answer{"DATA", "554 no", Verdict::refused, "554 no"},
                     Answer{"content", "554 5.7.1 spam", Verdict::refused, "554 5.7.1 spam"},
-                    Answer{"content", "552-too\r\n552 long", Verdict::refused, "552-too 552 long"}));
+                    Answer{"content", "552-too\r\n552 long", Verdict::refused, "552-too 552 long"}),
+    name_of_row);
 
-INSTANTIATE_TEST_SUITE_P(OfTheServerAlone, SmtpAnswer,
-                         testing::Values(Answer{"greeting", "554 not today", Verdict::postponed,
-                                                "554 not today"},
-                                         Answer{"MAIL", "530 5.7.0 log in first", Verdict::postponed,
-                                                "530 5.7.0 log in first"}));
+INSTANTIATE_TEST_SUITE_P(
+    OfTheServerAlone, SmtpAnswer,
+    testing::Values(Answer{"greeting", "554 not today", Verdict::postponed, "554 not today"},
+                    Answer{"MAIL", "530 5.7.0 log in first", Verdict::postponed, "530 5.7.0 log in first"}),
+    name_of_row);
 
 INSTANTIATE_TEST_SUITE_P(Lost, SmtpAnswer,
                          testing::Values(Answer{"greeting", tests::drop_connection, Verdict::postponed, ""},
@@ -120,22 +127,24 @@ INSTANTIATE_TEST_SUITE_P(Lost, SmtpAnswer,
                                          Answer{"MAIL", tests::drop_connection, Verdict::postponed, ""},
                                          Answer{"RCPT", tests::drop_connection, Verdict::postponed, ""},
                                          Answer{"DATA", tests::drop_connection, Verdict::postponed, ""},
-                                         Answer{"content", tests::drop_connection, Verdict::postponed,
-                                                ""}));
+                                         Answer{"content", tests::drop_connection, Verdict::postponed, ""}),
+                         name_of_row);
 
 INSTANTIATE_TEST_SUITE_P(Silent, SmtpAnswer,
                          testing::Values(Answer{"greeting", tests::stay_silent, Verdict::postponed, ""},
                                          Answer{"EHLO", tests::stay_silent, Verdict::postponed, ""},
                                          Answer{"RCPT", tests::stay_silent, Verdict::postponed, ""},
                                          Answer{"DATA", tests::stay_silent, Verdict::postponed, ""},
-                                         Answer{"content", tests::stay_silent, Verdict::postponed, ""}));
+                                         Answer{"content", tests::stay_silent, Verdict::postponed, ""}),
+                         name_of_row);
 
 INSTANTIATE_TEST_SUITE_P(Lying, SmtpAnswer,
                          testing::Values(Answer{"greeting", "hello there", Verdict::postponed, ""},
                                          Answer{"RCPT", "999 what", Verdict::refused, ""},
                                          Answer{"content", "199 what", Verdict::postponed, ""},
                                          Answer{"RCPT", "550 \x1b[31mred\x07", Verdict::refused,
-                                                "550  [31mred"}));
+                                                "550  [31mred"}),
+                         name_of_row);
 
 TEST(Smtp, BoundsTheWordsOfAServer) {
     const SmtpServer server(answering("RCPT", "550 " + std::string(50'000, 'x')));

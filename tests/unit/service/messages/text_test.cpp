@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "row_name.h"
 namespace callhome::service {
 namespace {
 
@@ -15,6 +16,10 @@ struct Cleaning {
     std::string raw;
     std::string clean;
 };
+
+std::string name_of_row(const testing::TestParamInfo<Cleaning>& info) {
+    return tests::row_name(info.param.what);
+}
 
 class CleanLine : public testing::TestWithParam<Cleaning> {};
 
@@ -46,7 +51,8 @@ INSTANTIATE_TEST_SUITE_P(Texts, CleanLine,
                                          Cleaning{"a surrogate", "\xED\xA0\x80",
                                                   "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
                                          Cleaning{"a noncharacter", "\xEF\xBF\xBE", "\xEF\xBF\xBD"},
-                                         Cleaning{"other scripts", "Zürich 東京", "Zürich 東京"}));
+                                         Cleaning{"other scripts", "Zürich 東京", "Zürich 東京"}),
+                         name_of_row);
 
 TEST(CleanText, KeepsLinesAndTurnsCrLfIntoALineEnd) {
     EXPECT_EQ(clean_text("one\r\ntwo\nthree\rfour"), "one\ntwo\nthree four");

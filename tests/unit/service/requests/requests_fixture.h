@@ -89,7 +89,7 @@ class RequestsTest : public testing::Test {
     Database database{folder / "callhome.db"};
     Store store{database};
     asio::io_context io;
-    MessageService messages{io, database, store.configuration()};
+    MessageService messages{io, database, store.configuration(), {}};
     Dispatcher dispatcher{store, messages};
     FakeCaller caller;
     Reply reply;

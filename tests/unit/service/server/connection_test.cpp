@@ -91,7 +91,7 @@ class RunningServer {
     Database database_{folder_ / "callhome.db"};
     Store store_{database_};
     asio::io_context io_{1};
-    MessageService messages_{io_, database_, store_.configuration()};
+    MessageService messages_{io_, database_, store_.configuration(), {}};
     Dispatcher dispatcher_{store_, messages_};
     Listener listener_;
     Server server_;
