@@ -68,7 +68,7 @@ Bytes take_bytes(fuzz::Input& script) {
             return take_reply(script);
         case cut_reply: {
             const std::int32_t status = fuzz::take_status(script);
-            const std::uint32_t length = script.word();
+            const std::uint32_t length = script.half_word();
             return frame(status, length, script.counted_bytes());
         }
         case any_bytes: {
