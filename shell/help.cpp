@@ -40,16 +40,15 @@ Candidate candidate_for(const Grammar& grammar, const Node& node) {
             true};
 }
 
-// The words after the command: "| include PATTERN | count".
-void expect_filter(Expectation& expectation, std::string_view filters) {
+// The words after the command: "| include PATTERN | count". False when it does not know them.
+bool expect_filter(Expectation& expectation, std::string_view filters) {
     const std::string_view last = last_filter(filters);
     const auto earlier = filters.substr(0, static_cast<std::size_t>(last.data() - filters.data()));
     const bool ends_in_blank = blanks.find(filters.back()) != std::string_view::npos;
     const std::string_view rest = trimmed(last.substr(1));
     std::vector<FilterSpec> specs;
     if (parse_filters(earlier, specs)) {
-        expectation.understood = false;
-        return;
+        return false;
     }
     const bool is_at_word =
         rest.empty() || (!ends_in_blank && rest.find_first_of(blanks) == std::string_view::npos);
@@ -60,12 +59,13 @@ void expect_filter(Expectation& expectation, std::string_view filters) {
                 add(expectation, {std::string(filter.word), filter.help, true});
             }
         }
-        return;
+        return true;
     }
     const std::optional<FilterError> wrong = parse_filters(last, specs);
-    const bool is_pattern =
-        (!wrong && !specs.empty() && !specs.back().pattern.empty()) || (wrong && wrong->is_incomplete);
-    expectation.understood = !wrong || wrong->is_incomplete;
+    if (wrong && !wrong->is_incomplete) {
+        return false;
+    }
+    const bool is_pattern = wrong || (!specs.empty() && !specs.back().pattern.empty());
     expectation.may_end = !wrong;
     if (is_pattern) {
         expectation.is_inside_value = !ends_in_blank;
@@ -73,6 +73,7 @@ void expect_filter(Expectation& expectation, std::string_view filters) {
             ends_in_blank ? std::string_view{} : rest.substr(rest.find_last_of(blanks) + 1);
         add(expectation, {"PATTERN", pattern_help, false});
     }
+    return true;
 }
 
 // Cuts the partial word off the text before the cursor.
@@ -108,8 +109,7 @@ bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& m
         if (words.front() == filter_mark && matcher.ended() != nullptr) {
             // The partial word belongs to the filters.
             const char* end = expectation.partial.data() + expectation.partial.size();
-            expect_filter(expectation, {words.data(), static_cast<std::size_t>(end - words.data())});
-            return true;
+            return expect_filter(expectation, {words.data(), static_cast<std::size_t>(end - words.data())});
         }
         const std::string_view from_here = words;
         const std::vector<std::uint16_t> possible = matcher.next_nodes();
@@ -130,8 +130,7 @@ bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& m
         }
     }
     if (expectation.partial.starts_with(filter_mark) && matcher.ended() != nullptr) {
-        expect_filter(expectation, expectation.partial);
-        return true;
+        return expect_filter(expectation, expectation.partial);
     }
     add_next(expectation, grammar, matcher);
     return true;
@@ -188,7 +187,7 @@ Expectation expectation_at(const Grammar& grammar, std::size_t mode, std::string
             break;
         }
     }
-    expectation.understood = understood && expectation.understood;
+    expectation.understood = understood;
     if (!understood) {
         expectation.partial = partial;
     }

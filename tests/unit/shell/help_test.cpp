@@ -79,6 +79,8 @@ constexpr Place places[] = {
     {"exec", "show version | co", "count"},
     {"exec", "show version | include ", "PATTERN"},
     {"exec", "show version | include a", "PATTERN <cr>"},
+    {"exec", "show version | x y", "? "},
+    {"configuration", "s c q | x y", "TEXT <cr>"},  // a contact, not the queue and a wrong filter
 };
 INSTANTIATE_TEST_SUITE_P(Help, HelpAt, testing::ValuesIn(places));
 
