@@ -70,7 +70,7 @@ bool expect_filter(Expectation& expectation, std::string_view filters) {
     if (is_pattern) {
         expectation.is_inside_value = !ends_in_blank;
         expectation.partial =
-            ends_in_blank ? std::string_view{} : rest.substr(rest.find_last_of(blanks) + 1);
+            ends_in_blank ? rest.substr(rest.size()) : rest.substr(rest.find_last_of(blanks) + 1);
         add(expectation, {"PATTERN", pattern_help, false});
     }
     return true;
@@ -85,30 +85,32 @@ std::string_view take_partial(std::string_view& text) {
     return partial;
 }
 
-void add_next(Expectation& expectation, const Grammar& grammar, const Matcher& matcher) {
+void add_next(Expectation& expectation, const Grammar& grammar, const Matcher& matcher,
+              std::string_view partial) {
     bool takes_value = false;
     bool takes_keyword = false;
     for (const std::uint16_t index : matcher.next_nodes()) {
         const Node& node = grammar.nodes[index];
-        if (node.parameter != nullptr || begins_keyword(node, expectation.partial)) {
+        if (node.parameter != nullptr || begins_keyword(node, partial)) {
             add(expectation, candidate_for(grammar, node));
             takes_value = takes_value || node.parameter != nullptr;
             takes_keyword = takes_keyword || node.parameter == nullptr;
         }
     }
-    expectation.is_inside_value = takes_value && !takes_keyword && !expectation.partial.empty();
-    if (expectation.partial.empty() && matcher.ended() != nullptr) {
+    expectation.is_inside_value = takes_value && !takes_keyword && !partial.empty();
+    if (partial.empty() && matcher.ended() != nullptr) {
         expectation.may_end = true;
     }
 }
 
 // Adds what may come after `words` among the commands of one mode. False when it does not know them.
+// `partial` stands behind them; what it is for a filter, another mode may have put into `expectation`.
 bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& matcher,
-                    std::string_view words) {
+                    std::string_view words, std::string_view partial) {
     while (!words.empty()) {
         if (words.front() == filter_mark && matcher.ended() != nullptr) {
             // The partial word belongs to the filters.
-            const char* end = expectation.partial.data() + expectation.partial.size();
+            const char* end = partial.data() + partial.size();
             return expect_filter(expectation, {words.data(), static_cast<std::size_t>(end - words.data())});
         }
         const std::string_view from_here = words;
@@ -121,7 +123,7 @@ bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& m
                     add(expectation, candidate_for(grammar, grammar.nodes[index]));
                 }
             }
-            expectation.is_inside_value = !expectation.partial.empty();
+            expectation.is_inside_value = !partial.empty();
             expectation.may_end = true;
             return true;
         }
@@ -129,10 +131,10 @@ bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& m
             return false;
         }
     }
-    if (expectation.partial.starts_with(filter_mark) && matcher.ended() != nullptr) {
-        return expect_filter(expectation, expectation.partial);
+    if (partial.starts_with(filter_mark) && matcher.ended() != nullptr) {
+        return expect_filter(expectation, partial);
     }
-    add_next(expectation, grammar, matcher);
+    add_next(expectation, grammar, matcher, partial);
     return true;
 }
 
@@ -179,7 +181,7 @@ Expectation expectation_at(const Grammar& grammar, std::size_t mode, std::string
     for (std::optional<std::size_t> at = mode; at; at = grammar.modes[*at].parent) {
         if (!start.exec_only || !grammar.modes[*at].parent) {
             Matcher matcher(grammar, *at, with_common, start.no_form);
-            understood = expect_in_mode(expectation, grammar, matcher, words) || understood;
+            understood = expect_in_mode(expectation, grammar, matcher, words, partial) || understood;
         }
         with_common = false;
         // At the beginning of a line the mode's own words are what is looked for.

@@ -80,6 +80,7 @@ constexpr Place places[] = {
     {"exec", "show version | include ", "PATTERN"},
     {"exec", "show version | include a", "PATTERN <cr>"},
     {"exec", "show version | x y", "? "},
+    {"signature", "en | include ", "PATTERN"},      // end, and enable in the mode above
     {"configuration", "s c q | x y", "TEXT <cr>"},  // a contact, not the queue and a wrong filter
 };
 INSTANTIATE_TEST_SUITE_P(Help, HelpAt, testing::ValuesIn(places));
