@@ -33,7 +33,8 @@ std::string expand_tuples(const char* format, std::va_list arguments) {
             list_has_ended = true;
             return std::nullopt;
         }
-        tuple->text = render(output_handle.on_terminal ? without_controls(tuple->value) : tuple->value, conversion);
+        tuple->text =
+            render(output_handle.on_terminal ? without_controls(tuple->value) : tuple->value, conversion);
         return tuple->text;
     });
 }
