@@ -21,6 +21,7 @@
 #include "platform/reference.h"
 #include "script.h"
 #include "session.h"
+#include "standard_streams.h"
 
 namespace callhome::shell {
 
@@ -141,9 +142,11 @@ int run(Options options) {
 
 int main(int argument_count, char** arguments) {
     using namespace callhome::shell;
+    take_closed_streams();
     try {
         const std::span<const char* const> words(arguments, static_cast<std::size_t>(argument_count));
-        return run(read_options(words.subspan(words.empty() ? 0 : 1)));
+        const int status = run(read_options(words.subspan(words.empty() ? 0 : 1)));
+        return has_written_everything() || status != EXIT_SUCCESS ? status : EXIT_FAILURE;
     } catch (const UsageError& error) {
         std::fprintf(stderr, "callhome: %s\n", error.what());
         return usage_status;
