@@ -121,6 +121,9 @@ constexpr InsideValue insides[] = {
     {"destination-profile f", false},  // may be a keyword
     {"destination-profile noc", true},
     {"show version | include ab", true},
+    {"show version | include a|co", true},
+    {"show version | include \"a | co\"", true},
+    {"show version | include a | co", false},
     {"enable", false},
 };
 INSTANTIATE_TEST_SUITE_P(Help, QuestionMark, testing::ValuesIn(insides));
@@ -158,6 +161,9 @@ const Completed completions[] = {
     {"call-home", "site-id x", "", {}},
     {"exec", "wrod x", "", {}},
     {"exec", "show version | c", "ount ", {}},
+    {"exec", "show version | include a | c", "ount ", {}},
+    {"exec", "show version | include a|c", "", {}},    // within the pattern
+    {"exec", "show version | include ( | c", "", {}},  // after a wrong one
     {"configuration", "no ca", "llhome ", {}},
 };
 INSTANTIATE_TEST_SUITE_P(Help, CompletionAt, testing::ValuesIn(completions));
