@@ -51,6 +51,9 @@ std::string what_to_do(const ServiceLocation& location, int error_number) {
     if (location.socket == system_socket) {
         return "look at the service with \"systemctl status callhomed\", then try again";
     }
+    if (error_number == EACCES) {
+        return "ask who runs the service for the right to use it, or name another one with --socket";
+    }
     return "make sure that the service on " + location.socket.native() + " runs, then try again";
 }
 

@@ -1,6 +1,7 @@
 // callhomed: start-up, and the orderly end.
 #include <fcntl.h>
 #include <spdlog/spdlog.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
@@ -91,6 +92,18 @@ void serve(const Options& options) {
     ::sd_notify(keep_environment, "STOPPING=1");
 }
 
+const char* remedy_for(int sqlite_error) {
+    switch (sqlite_error) {
+        case SQLITE_FULL:
+            return "make room on its disk";
+        case SQLITE_NOTADB:
+        case SQLITE_CORRUPT:
+            return "put a copy of it back, or move it away to start anew";
+        default:
+            return "check its disk and the rights of its folder";
+    }
+}
+
 ExitStatus run(const Options& options) {
     try {
         serve(options);
@@ -98,6 +111,10 @@ ExitStatus run(const Options& options) {
     } catch (const AlreadyRunning& reason) {
         spdlog::error("not started: {}", reason.what());
         return exit_already_running;
+    } catch (const SQLite::Exception& error) {
+        spdlog::critical("the database in {} cannot be used: {}; {}", options.state_folder.string(),
+                         error.what(), remedy_for(error.getErrorCode()));
+        return exit_failed;
     } catch (const std::exception& error) {
         spdlog::critical("{}", error.what());
         return exit_failed;

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
@@ -54,6 +55,35 @@ void fill_defaults(Options& options) {
     }
 }
 
+struct LogLevel {
+    const char* word;
+    spdlog::level::level_enum level;
+};
+
+constexpr std::array log_levels{
+    LogLevel{"debug", spdlog::level::debug},  LogLevel{"info", spdlog::level::info},
+    LogLevel{"warning", spdlog::level::warn}, LogLevel{"error", spdlog::level::err},
+    LogLevel{"off", spdlog::level::off},
+};
+
+// The words that name levels, in a row.
+std::string level_words() {
+    std::string words;
+    for (const LogLevel& row : log_levels) {
+        words += (words.empty() ? "" : ", ") + std::string(row.word);
+    }
+    return words;
+}
+
+spdlog::level::level_enum level_named(const std::string& word) {
+    const auto* row = std::ranges::find(log_levels, word, &LogLevel::word);
+    if (row == log_levels.end()) {
+        throw CLI::ValidationError("--log-level",
+                                   "\"" + word + "\" is no level; use one of " + level_words());
+    }
+    return row->level;
+}
+
 constexpr int longest_setting = 86'400;  // seconds
 
 // How long messages may take; the defaults suit a switch, other limits suit a trial.
@@ -61,16 +91,18 @@ void add_delivery_options(CLI::App& app, DeliverySettings& settings) {
     const auto add = [&app](const char* name, const char* help, std::function<void(int)> take) {
         app.add_option_function<int>(name, std::move(take), help)
             ->check(CLI::Range(1, longest_setting))
-            ->type_name("SECONDS");
+            ->option_text("SECONDS");
     };
-    add("--first-retry", "Pause before the second try of a delivery; later pauses double (60)",
+    add("--first-retry", "Pause before the second try of a delivery, 1 to 86400; later pauses double (60)",
         [&settings](int seconds) { settings.retry.first_pause = std::chrono::seconds(seconds); });
-    add("--transfer-limit", "Longest time for one transfer to one server (120)", [&settings](int seconds) {
-        const std::chrono::seconds limit(seconds);
-        settings.transfer.total = limit;
-        settings.transfer.response = std::min(settings.transfer.response, limit);
-        settings.transfer.connect = std::min<std::chrono::milliseconds>(settings.transfer.connect, limit);
-    });
+    add("--transfer-limit", "Longest time for one transfer to one server, 1 to 86400 (120)",
+        [&settings](int seconds) {
+            const std::chrono::seconds limit(seconds);
+            settings.transfer.total = limit;
+            settings.transfer.response = std::min(settings.transfer.response, limit);
+            settings.transfer.connect =
+                std::min<std::chrono::milliseconds>(settings.transfer.connect, limit);
+        });
 }
 
 }  // namespace
@@ -84,22 +116,18 @@ std::variant<Options, ExitStatus> parse_options(int argument_count, const char* 
     app.add_flag(
         "--system", options.system,
         std::string("Serve all users, at ") + system_socket + " with the state in " + system_state);
-    app.add_option("--socket", options.socket, "Listen here")->type_name("PATH");
-    app.add_option("--state-folder", options.state_folder, "Keep the database here")->type_name("PATH");
+    app.add_option("--socket", options.socket, "Listen here")->option_text("PATH");
+    app.add_option("--state-folder", options.state_folder, "Keep the database here")->option_text("PATH");
     app.add_flag("--exit-when-idle", options.exit_when_idle,
                  "End when the last client has gone and no message is due soon");
     app.add_option("--ready-fd", ready_descriptor,
                    "Write one byte here when the socket accepts connections")
         ->check(CLI::Range(3, 1'000'000))
-        ->type_name("NUMBER");
-    const std::map<std::string, spdlog::level::level_enum> levels{{"debug", spdlog::level::debug},
-                                                                  {"info", spdlog::level::info},
-                                                                  {"warning", spdlog::level::warn},
-                                                                  {"error", spdlog::level::err},
-                                                                  {"off", spdlog::level::off}};
-    app.add_option("--log-level", options.log_level, "debug, info, warning, error or off")
-        ->transform(CLI::CheckedTransformer(levels))
-        ->type_name("LEVEL");
+        ->option_text("NUMBER");
+    app.add_option_function<std::string>(
+           "--log-level", [&options](const std::string& word) { options.log_level = level_named(word); },
+           "The least grave that is logged: " + level_words() + " (info)")
+        ->option_text("LEVEL");
     add_delivery_options(app, options.delivery);
     try {
         app.parse(argument_count, arguments);

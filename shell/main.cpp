@@ -1,4 +1,5 @@
 // `callhome`: the reference command shell.
+#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@
 #include "platform/reference.h"
 #include "script.h"
 #include "session.h"
+#include "standard_streams.h"
 
 namespace callhome::shell {
 
@@ -99,6 +101,17 @@ int run_scripts(const Options& options, const Grammar& grammar) {
     return runner.has_failed() || !are_all_there ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
+// Where standard output and standard error end in one file, what handlers write to the one stands where
+// it belongs among their lines on the other.
+void keep_lines_in_order() {
+    struct stat output {};
+    struct stat errors {};
+    if (fstat(STDOUT_FILENO, &output) == 0 && fstat(STDERR_FILENO, &errors) == 0 &&
+        output.st_dev == errors.st_dev && output.st_ino == errors.st_ino) {
+        (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    }
+}
+
 int run(Options options) {
     if (options.show_help) {
         std::fputs(usage().c_str(), stdout);
@@ -119,8 +132,7 @@ int run(Options options) {
         }
         options.sources.push_back({true, std::string(standard_input_name)});
     }
-    // What handlers write to standard error stands where it belongs between their other lines.
-    (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    keep_lines_in_order();
     return run_scripts(options, grammar);
 }
 
@@ -130,9 +142,11 @@ int run(Options options) {
 
 int main(int argument_count, char** arguments) {
     using namespace callhome::shell;
+    take_closed_streams();
     try {
         const std::span<const char* const> words(arguments, static_cast<std::size_t>(argument_count));
-        return run(read_options(words.subspan(words.empty() ? 0 : 1)));
+        const int status = run(read_options(words.subspan(words.empty() ? 0 : 1)));
+        return has_written_everything() || status != EXIT_SUCCESS ? status : EXIT_FAILURE;
     } catch (const UsageError& error) {
         std::fprintf(stderr, "callhome: %s\n", error.what());
         return usage_status;

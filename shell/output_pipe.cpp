@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "pager.h"
+#include "table.h"
 
 namespace callhome::shell {
 
@@ -22,12 +23,18 @@ constexpr std::size_t piece_size = 65536;
 constexpr std::size_t longest_line = 1 << 20;  // a longer one is shown in pieces
 
 OutputPipe* active = nullptr;
+bool output_was_lost = false;
 
 // Filters what comes in until it ends. What is written to a pager that was left is read and dropped, so
-// that the handler runs to its end.
-void pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
+// that the handler runs to its end. False when something could not be written.
+bool pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
     FilterChain chain(filters);
     Pager pager(STDOUT_FILENO, with_pager);
+    // The handler writes to a pipe and cannot know that its values end on a terminal.
+    const bool on_terminal = isatty(STDOUT_FILENO) != 0;
+    const auto show = [&](const std::string& lines) {
+        pager.show(on_terminal ? printable(lines, KeepLineEnds::yes) : lines);
+    };
     std::string pending;
     std::string shown;
     std::array<char, piece_size> piece{};
@@ -48,23 +55,23 @@ void pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
             chain.take(pending, shown);
             pending.clear();
         }
-        pager.show(shown);
+        show(shown);
         shown.clear();
     }
     if (!pending.empty()) {
         chain.take(pending, shown);
     }
     chain.finish(shown);
-    pager.show(shown);
+    show(shown);
+    return !pager.has_failed();
 }
 
 [[noreturn]] void run_child(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
-    int status = EXIT_SUCCESS;
+    int status = EXIT_FAILURE;
     try {
-        pump(input, filters, with_pager);
+        status = pump(input, filters, with_pager) ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%% The output cannot be filtered: %s\n", error.what());
-        status = EXIT_FAILURE;
     }
     _exit(status);  // what the parent has registered is not this process's business
 }
@@ -73,7 +80,8 @@ void pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
 
 OutputPipe::OutputPipe(const std::vector<FilterSpec>& filters, bool with_pager) {
     std::array<int, 2> ends{};
-    (void)std::fflush(stdout);
+    // Noted here, since the error mark of the stream may be taken away when the filter has gone.
+    output_was_lost = std::fflush(stdout) != 0 || std::ferror(stdout) != 0 || output_was_lost;
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "the output cannot be filtered");
     }
@@ -102,6 +110,10 @@ OutputPipe::~OutputPipe() {
     close();
 }
 
+bool OutputPipe::has_lost_output() {
+    return output_was_lost;
+}
+
 void OutputPipe::close_at_exit() {
     if (active != nullptr) {
         active->close();
@@ -116,8 +128,10 @@ void OutputPipe::close() {
     }
     dup2(real_output_, STDOUT_FILENO);
     ::close(real_output_);
-    while (waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {
+    int status = 0;
+    while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
     }
+    output_was_lost = output_was_lost || (WIFEXITED(status) && WEXITSTATUS(status) != EXIT_SUCCESS);
     std::signal(SIGPIPE, SIG_DFL);
     active = nullptr;
 }

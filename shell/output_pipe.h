@@ -20,6 +20,10 @@ class OutputPipe {
     // exits inside a handler.
     ~OutputPipe();
 
+    // True once some output could not be filtered, or not be written where it should go. A reader who
+    // has left, or a person at the pager, has lost nothing.
+    static bool has_lost_output();
+
  private:
     static void close_at_exit();
     void close();

@@ -99,7 +99,8 @@ void Pager::write_all(std::string_view text) {
     while (!text.empty()) {
         const ssize_t put = write(output_, text.data(), text.size());
         if (put < 0 && errno != EINTR) {
-            has_left_ = true;  // nobody reads any more
+            has_left_ = true;
+            has_failed_ = errno != EPIPE;  // a reader who has left misses nothing
             return;
         }
         text.remove_prefix(put > 0 ? static_cast<std::size_t>(put) : 0);

@@ -18,6 +18,9 @@ class Pager {
     // `lines` is whole lines. Nothing more is shown once the reader has left.
     void show(std::string_view lines);
 
+    // True when something could not be written where it should go.
+    bool has_failed() const { return has_failed_; }
+
  private:
     void ask();
     char read_key();
@@ -28,6 +31,7 @@ class Pager {
     std::size_t rows_ = 0, columns_ = 0;
     std::size_t rows_left_ = 0;
     bool has_left_ = false;
+    bool has_failed_ = false;
 };
 
 }  // namespace callhome::shell

@@ -50,6 +50,12 @@ TEST_F(TransportErrorTest, ALineSaysWhatWasLostAndWhyAndWhatToDo) {
               "its log is /tmp/state/callhomed.log\n");
 }
 
+TEST_F(TransportErrorTest, AServiceThatMayNotBeUsedNeedsNoLook) {
+    EXPECT_EQ(line(exec, EACCES, named_, "permission denied"),
+              "The command was not carried out: permission denied; ask who runs the service for the right "
+              "to use it, or name another one with --socket\n");
+}
+
 TEST_F(TransportErrorTest, WhatWasNeverSentWasNotDone) {
     for (const int error : {ENOENT, ECONNREFUSED, EACCES, EMSGSIZE, ENAMETOOLONG, ENOMEM}) {
         EXPECT_TRUE(line(configuration, error, named_).starts_with("The change was not made: ")) << error;

@@ -3,21 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "real_grammar.h"
+
 namespace callhome::shell {
 namespace {
-
-const Grammar& grammar() {
-    static const Grammar read = read_grammar(embedded_grammar(), embedded_grammar_name);
-    return read;
-}
-
-std::size_t mode_named(std::string_view name) {
-    std::size_t mode = 0;
-    while (grammar().modes[mode].name != name) {
-        ++mode;
-    }
-    return mode;
-}
 
 std::string help_at(std::string_view mode, std::string_view text) {
     return help_text(expectation_at(grammar(), mode_named(mode), text));

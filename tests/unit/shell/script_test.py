@@ -9,10 +9,10 @@ SHELL, LIBRARY = sys.argv[1:3]
 LIMIT = 30
 
 
-def shell(*arguments, text="", merge=False):
+def shell(*arguments, text="", merge=False, output=subprocess.PIPE):
     return subprocess.run(
         [SHELL, "--library", LIBRARY, "--socket", "/nonexistent/socket", "--prompt-name", "sw", *arguments],
-        input=text, stdout=subprocess.PIPE, stderr=subprocess.STDOUT if merge else subprocess.PIPE,
+        input=text, stdout=output, stderr=subprocess.STDOUT if merge else subprocess.PIPE,
         encoding="utf-8", timeout=LIMIT)
 
 
@@ -115,6 +115,23 @@ class Script(unittest.TestCase):
                               stdout=writing, stderr=subprocess.PIPE, encoding="utf-8", timeout=LIMIT)
         os.close(writing)
         self.assertEqual((done.stderr, done.returncode), ("", 0))
+
+    def test_output_that_is_lost_fails_the_script(self):
+        lost = "callhome: not everything could be written to standard output\n"
+        for words in (["-c", "callhome test"], ["-c", "show callhome transport-email | include 9"],
+                      ["--keep-going", "-c", "callhome test", "-c", "show callhome transport-email | count"],
+                      ["--help"]):
+            with self.subTest(words=words), open("/dev/full", "w", encoding="utf-8") as full:
+                done = shell(*words, output=full)
+                self.assertEqual((done.stderr, done.returncode), (lost, 1))
+
+    def test_a_closed_stream_is_nobody_elses(self):
+        for stream, words in ((1, ["-c", "callhome test"]), (0, [])):
+            with self.subTest(stream=stream):
+                done = subprocess.run(["sh", "-c", f'exec {stream}>&-; exec "$@"', "sh", SHELL, "--library",
+                                       LIBRARY, *words], capture_output=True, encoding="utf-8", timeout=LIMIT)
+                self.assertEqual((done.stdout, done.returncode), ("", 1))
+                self.assertNotEqual(done.stderr, "")
 
     def test_a_text_keeps_bars_quotes_and_blanks(self):
         done = shell("-c", "conf t", "-c", "callhome", "-c", 'streetaddress  12 "B" | gate  b ')

@@ -194,9 +194,31 @@ TEST_F(ProgramTest, RefusesAStateFolderThatIsALink) {
     EXPECT_NE(log().find("is a link or no folder"), std::string::npos) << log();
 }
 
+TEST_F(ProgramTest, SaysWhatToDoWithADatabaseThatIsNone) {
+    std::filesystem::create_directory(folder / "state");
+    constexpr std::size_t one_page = 4096;
+    std::ofstream(folder / "state/callhome.db") << std::string(one_page, 'x');
+    Program program(own_places(), place);
+    EXPECT_EQ(program.wait(), 1);
+    EXPECT_NE(log().find((folder / "state").string() + " cannot be used"), std::string::npos) << log();
+    EXPECT_NE(log().find("move it away"), std::string::npos) << log();
+}
+
+TEST_F(ProgramTest, ListsItsOptionsForReaders) {
+    Program program({"--help"}, place);
+    EXPECT_EQ(program.wait(), 0);
+    for (const char* line : {"--log-level LEVEL ", "debug, info, warning, error, off",
+                             "--first-retry SECONDS ", "--socket PATH "}) {
+        EXPECT_NE(log().find(line), std::string::npos) << log();
+    }
+    EXPECT_EQ(log().find("INT"), std::string::npos) << log();
+}
+
 TEST_F(ProgramTest, SaysWhatIsWrongWithItsOptions) {
-    for (const std::vector<std::string>& wrong :
-         {std::vector<std::string>{"--log-level", "loud"}, {"--nonsense"}, {"stray"}}) {
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{"--log-level", "loud"},
+                                                  {"--log-level", "4"},
+                                                  {"--nonsense"},
+                                                  {"stray"}}) {
         Program program(own_places(wrong), place);
         EXPECT_EQ(program.wait(), 2) << log();
         EXPECT_FALSE(log().empty());
