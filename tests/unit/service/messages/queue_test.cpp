@@ -138,7 +138,6 @@ TEST_F(QueueTest, WalksDeliveriesOfOneState) {
     EXPECT_FALSE(queue_->delivery_after(static_cast<std::uint32_t>(ids[1]), 0, waiting));
 }
 
-
 TEST_F(QueueTest, CutsTextsToTheFieldsOfARecord) {
     NewMessage message = sample_message({std::string(300, 'r')});
     message.subject = std::string(255, 's') + "ü";
