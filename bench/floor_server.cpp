@@ -23,13 +23,14 @@ int check(int result, const char* what) {
 }
 
 class OneRow {
-   public:
+ public:
     explicit OneRow(const std::filesystem::path& file)
         : database_(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE) {
         database_.exec(
             "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
             "CREATE TABLE contact (name TEXT PRIMARY KEY, value TEXT) WITHOUT ROWID");
-        replace_ = std::make_unique<SQLite::Statement>(database_, "REPLACE INTO contact VALUES ('siteId', ?)");
+        replace_ =
+            std::make_unique<SQLite::Statement>(database_, "REPLACE INTO contact VALUES ('siteId', ?)");
     }
 
     void commit() {
@@ -38,14 +39,13 @@ class OneRow {
         replace_->exec();
     }
 
-   private:
+ private:
     SQLite::Database database_;
     std::unique_ptr<SQLite::Statement> replace_;
     int count_ = 0;
 };
 
-[[noreturn]] void serve(int listener, std::size_t request_size, std::size_t reply_size, OneRow* row) {
-    const int connection = check(accept(listener, nullptr, nullptr), "accept");
+void serve_one(int connection, std::size_t request_size, std::size_t reply_size, OneRow* row) {
     const int epoll = check(epoll_create1(0), "epoll_create1");
     epoll_event event{.events = EPOLLIN, .data = {}};
     check(epoll_ctl(epoll, EPOLL_CTL_ADD, connection, &event), "epoll_ctl");
@@ -54,43 +54,66 @@ class OneRow {
     for (;;) {
         check(epoll_wait(epoll, &event, 1, -1), "epoll_wait");
         if (recv(connection, request.data(), request.size(), MSG_WAITALL) <= 0) {
-            _exit(0);
+            break;
         }
         if (row != nullptr) {
             row->commit();
         }
         check(static_cast<int>(send(connection, reply.data(), reply.size(), MSG_NOSIGNAL)), "send");
     }
+    close(epoll);
+}
+
+[[noreturn]] void serve(int listener, std::size_t request_size, std::size_t reply_size, OneRow* row) {
+    for (;;) {
+        const int connection = check(accept(listener, nullptr, nullptr), "accept");
+        serve_one(connection, request_size, reply_size, row);
+        close(connection);
+    }
+}
+
+sockaddr_un address_of(const std::string& socket_path) {
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    socket_path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    return address;
 }
 
 }  // namespace
 
 FloorServer::FloorServer(const std::string& socket_path, std::size_t request_size, std::size_t reply_size,
                          const std::optional<std::filesystem::path>& database)
-    : request_(request_size), reply_(reply_size) {
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    socket_path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    : socket_(socket_path) {
+    const sockaddr_un address = address_of(socket_path);
     const int listener = check(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-    const auto* name = reinterpret_cast<const sockaddr*>(&address);
-    check(bind(listener, name, sizeof(address)), "bind");
+    check(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), "bind");
     check(listen(listener, 1), "listen");
     process_ = check(fork(), "fork");
     if (process_ == 0) {
-        std::unique_ptr<OneRow> row = database ? std::make_unique<OneRow>(*database) : nullptr;
+        const std::unique_ptr<OneRow> row = database ? std::make_unique<OneRow>(*database) : nullptr;
         serve(listener, request_size, reply_size, row.get());
     }
     close(listener);
-    connection_ = check(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-    check(connect(connection_, name, sizeof(address)), "connect");
-    unlink(socket_path.c_str());
 }
 
 FloorServer::~FloorServer() {
-    close(connection_);
+    kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
+    unlink(socket_.c_str());
 }
 
-void FloorServer::round_trip() {
+FloorClient::FloorClient(const std::string& socket_path, std::size_t request_size, std::size_t reply_size)
+    : connection_(check(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")),
+      request_(request_size),
+      reply_(reply_size) {
+    const sockaddr_un address = address_of(socket_path);
+    check(connect(connection_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), "connect");
+}
+
+FloorClient::~FloorClient() {
+    close(connection_);
+}
+
+void FloorClient::round_trip() {
     check(static_cast<int>(send(connection_, request_.data(), request_.size(), MSG_NOSIGNAL)), "send");
     check(static_cast<int>(recv(connection_, reply_.data(), reply_.size(), MSG_WAITALL)), "recv");
 }

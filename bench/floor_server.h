@@ -13,7 +13,7 @@
 namespace callhome::bench {
 
 class FloorServer {
-   public:
+ public:
     // Sizes in bytes, headers included. With a database file, each request commits one row of it with
     // the settings that the service uses (write-ahead log, full synchronisation).
     FloorServer(const std::string& socket, std::size_t request_size, std::size_t reply_size,
@@ -23,11 +23,24 @@ class FloorServer {
     FloorServer(const FloorServer&) = delete;
     FloorServer& operator=(const FloorServer&) = delete;
 
+ private:
+    pid_t process_ = 0;
+    std::string socket_;
+};
+
+// Its only client, of the same sizes.
+class FloorClient {
+ public:
+    FloorClient(const std::string& socket, std::size_t request_size, std::size_t reply_size);
+    ~FloorClient();
+
+    FloorClient(const FloorClient&) = delete;
+    FloorClient& operator=(const FloorClient&) = delete;
+
     // One exchange: one send, one receive.
     void round_trip();
 
-   private:
-    pid_t process_ = 0;
+ private:
     int connection_ = -1;
     std::vector<std::byte> request_;
     std::vector<std::byte> reply_;

@@ -45,7 +45,8 @@ posix_spawn_file_actions_t silent() {
 void place(Placement placement) {
     cpu_set_t cores;
     CPU_ZERO(&cores);
-    const int count = placement == Placement::one_core ? 1 : static_cast<int>(sysconf(_SC_NPROCESSORS_CONF));
+    const int count =
+        placement == Placement::one_core ? 1 : static_cast<int>(sysconf(_SC_NPROCESSORS_CONF));
     for (int core = 0; core < count; ++core) {
         CPU_SET(static_cast<unsigned>(core), &cores);
     }
@@ -67,10 +68,9 @@ pid_t start_service(const std::string& program, const std::string& socket, const
     constexpr int child_end = 3;
     posix_spawn_file_actions_t actions = silent();
     posix_spawn_file_actions_adddup2(&actions, ready[1], child_end);
-    const pid_t process =
-        spawn({program, "--socket", socket, "--state-folder", state, "--log-level", "warning", "--ready-fd",
-               std::to_string(child_end)},
-              actions);
+    const pid_t process = spawn({program, "--socket", socket, "--state-folder", state, "--log-level",
+                                 "warning", "--ready-fd", std::to_string(child_end)},
+                                actions);
     close(ready[1]);
     char byte = 0;
     const bool came_up = read(ready[0], &byte, 1) == 1;
@@ -88,6 +88,8 @@ void finish(pid_t process) {
     }
 }
 
-void run(const std::vector<std::string>& arguments) { finish(start(arguments)); }
+void run(const std::vector<std::string>& arguments) {
+    finish(start(arguments));
+}
 
 }  // namespace callhome::bench

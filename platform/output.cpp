@@ -21,19 +21,20 @@ struct Tuple {
 // The output of the running command. There is one: a process runs one command at a time.
 struct OutputHandle {
     std::deque<Tuple> tuples;  // never moved while the handle is in use: callers hold their addresses
+    // A terminal would obey the control characters of a value; files and programs get them unchanged.
+    bool on_terminal = false;
 } output_handle;
 
 std::string expand_tuples(const char* format, std::va_list arguments) {
     bool list_has_ended = false;  // at its null pointer, beyond which nothing is read
-    // A terminal would obey the control characters of a value; files and programs get them unchanged.
-    const bool on_terminal = ::isatty(STDOUT_FILENO) == 1;
     return expand(format, [&](const Conversion& conversion) -> std::optional<std::string> {
         auto* tuple = list_has_ended ? nullptr : static_cast<Tuple*>(va_arg(arguments, void*));
         if (tuple == nullptr) {
             list_has_ended = true;
             return std::nullopt;
         }
-        tuple->text = render(on_terminal ? without_controls(tuple->value) : tuple->value, conversion);
+        tuple->text =
+            render(output_handle.on_terminal ? without_controls(tuple->value) : tuple->value, conversion);
         return tuple->text;
     });
 }
@@ -48,6 +49,7 @@ using callhome::platform::output_handle;
 
 extern "C" void* cli_reply_handle_from_param(CommandContext* /*ctx*/) {
     output_handle.tuples.clear();  // of a command that ended without sending
+    output_handle.on_terminal = ::isatty(STDOUT_FILENO) == 1;
     return &output_handle;
 }
 

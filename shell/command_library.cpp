@@ -42,7 +42,7 @@ void CommandLibrary::load() {
     }
     const std::string file = file_to_load(file_);
     // Never closed: handlers stay in use until the process ends.
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* library = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (library == nullptr) {
         throw std::runtime_error(std::string("the command library cannot be loaded: ") + dlerror());
     }

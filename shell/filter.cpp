@@ -94,6 +94,20 @@ std::optional<FilterError> parse_filters(std::string_view text, std::vector<Filt
     return std::nullopt;
 }
 
+std::string_view last_filter(std::string_view text) {
+    for (;;) {
+        std::string_view rest = text.substr(1);
+        const FilterWord* filter = filter_named(take_word(rest));
+        if (filter != nullptr && filter->takes_pattern) {
+            take_pattern(rest);
+        }
+        if (!rest.starts_with(filter_mark)) {
+            return text;
+        }
+        text = rest;
+    }
+}
+
 struct FilterChain::Stage {
     Stage(FilterKind kind_of_stage, const std::string& text)
         : kind(kind_of_stage), pattern(text, pattern_options()) {}

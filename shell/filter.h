@@ -44,6 +44,9 @@ struct FilterError {
 // it begins with a double quote, to the next double quote.
 std::optional<FilterError> parse_filters(std::string_view text, std::vector<FilterSpec>& filters);
 
+// The last filter of `text`, from its '|' on. `text` begins at the first '|'.
+std::string_view last_filter(std::string_view text);
+
 // Takes lines one after the other and says what of them is shown.
 class FilterChain {
  public:

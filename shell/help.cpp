@@ -42,9 +42,15 @@ Candidate candidate_for(const Grammar& grammar, const Node& node) {
 
 // The words after the command: "| include PATTERN | count".
 void expect_filter(Expectation& expectation, std::string_view filters) {
-    std::string_view rest = filters.substr(std::min(filters.rfind(filter_mark), filters.size()));
+    const std::string_view last = last_filter(filters);
+    const auto earlier = filters.substr(0, static_cast<std::size_t>(last.data() - filters.data()));
     const bool ends_in_blank = blanks.find(filters.back()) != std::string_view::npos;
-    rest = trimmed(rest.substr(1));
+    const std::string_view rest = trimmed(last.substr(1));
+    std::vector<FilterSpec> specs;
+    if (parse_filters(earlier, specs)) {
+        expectation.understood = false;
+        return;
+    }
     const bool is_at_word =
         rest.empty() || (!ends_in_blank && rest.find_first_of(blanks) == std::string_view::npos);
     if (is_at_word) {
@@ -56,8 +62,7 @@ void expect_filter(Expectation& expectation, std::string_view filters) {
         }
         return;
     }
-    std::vector<FilterSpec> specs;
-    const std::optional<FilterError> wrong = parse_filters(filters, specs);
+    const std::optional<FilterError> wrong = parse_filters(last, specs);
     const bool is_pattern =
         (!wrong && !specs.empty() && !specs.back().pattern.empty()) || (wrong && wrong->is_incomplete);
     expectation.understood = !wrong || wrong->is_incomplete;

@@ -1,4 +1,5 @@
 // `callhome`: the reference command shell.
+#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -100,6 +101,17 @@ int run_scripts(const Options& options, const Grammar& grammar) {
     return runner.has_failed() || !are_all_there ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
+// Where standard output and standard error end in one file, what handlers write to the one stands where
+// it belongs among their lines on the other.
+void keep_lines_in_order() {
+    struct stat output {};
+    struct stat errors {};
+    if (fstat(STDOUT_FILENO, &output) == 0 && fstat(STDERR_FILENO, &errors) == 0 &&
+        output.st_dev == errors.st_dev && output.st_ino == errors.st_ino) {
+        (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    }
+}
+
 int run(Options options) {
     if (options.show_help) {
         std::fputs(usage().c_str(), stdout);
@@ -120,8 +132,7 @@ int run(Options options) {
         }
         options.sources.push_back({true, std::string(standard_input_name)});
     }
-    // What handlers write to standard error stands where it belongs between their other lines.
-    (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    keep_lines_in_order();
     return run_scripts(options, grammar);
 }
 

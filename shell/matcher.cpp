@@ -33,6 +33,7 @@ bool begins_keyword(const Node& node, std::string_view typed) {
 
 Matcher::Matcher(const Grammar& grammar, std::size_t mode, bool with_common, bool no_form)
     : grammar_(&grammar) {
+    first_.reserve(grammar.commands.size());
     for (const Command& command : grammar.commands) {
         const bool is_here = command.mode ? *command.mode == mode : with_common;
         const bool has_form = command.forms == Forms::both || (command.forms == Forms::no_only) == no_form;
@@ -44,6 +45,7 @@ Matcher::Matcher(const Grammar& grammar, std::size_t mode, bool with_common, boo
 
 std::vector<Matcher::Continuation> Matcher::continuations() const {
     std::vector<Continuation> possible;
+    possible.reserve(first_.size());
     if (at_start_) {
         for (const std::uint16_t node : first_) {
             possible.push_back({no_path, node});

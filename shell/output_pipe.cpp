@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "pager.h"
+#include "table.h"
 
 namespace callhome::shell {
 
@@ -29,6 +30,11 @@ bool output_was_lost = false;
 bool pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
     FilterChain chain(filters);
     Pager pager(STDOUT_FILENO, with_pager);
+    // The handler writes to a pipe and cannot know that its values end on a terminal.
+    const bool on_terminal = isatty(STDOUT_FILENO) != 0;
+    const auto show = [&](const std::string& lines) {
+        pager.show(on_terminal ? printable(lines, KeepLineEnds::yes) : lines);
+    };
     std::string pending;
     std::string shown;
     std::array<char, piece_size> piece{};
@@ -49,14 +55,14 @@ bool pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
             chain.take(pending, shown);
             pending.clear();
         }
-        pager.show(shown);
+        show(shown);
         shown.clear();
     }
     if (!pending.empty()) {
         chain.take(pending, shown);
     }
     chain.finish(shown);
-    pager.show(shown);
+    show(shown);
     return !pager.has_failed();
 }
 

@@ -21,7 +21,7 @@ constexpr std::size_t longest_reply = sizeof(protocol::SendMessageRecord::reply_
 // A request whose receivers are being tried for the first time.
 struct OpenRequest {
     std::uint64_t number;
-    const MessageType* type;
+    std::string wording;
     MessageService::Done done;
     std::map<std::int64_t, ReceiverName> receivers;  // by delivery
     std::map<std::int64_t, ReplyLine> lines;         // of those that were tried
@@ -96,7 +96,7 @@ void MessageService::Implementation::process(const MessageSubject& subject, Done
 
 void MessageService::Implementation::compose_and_offer(const MessageSubject& subject,
                                                        const std::vector<Taker>& takers, Done done) {
-    request_ = OpenRequest{++request_count_, subject.type, std::move(done), {}, {}};
+    request_ = OpenRequest{++request_count_, std::string(subject.type->wording), std::move(done), {}, {}};
     marker_.raise();
     try {
         const SystemInventory inventory = read_system_inventory();
@@ -150,7 +150,7 @@ void MessageService::Implementation::take_report(const AttemptReport& report) {
     // A receiver whose second try comes before the first of another one keeps its first line.
     request_->lines.try_emplace(report.delivery_id,
                                 ReplyLine{report.outcome.verdict == Verdict::delivered,
-                                          report_line(request_->type->wording, receiver->second, report)});
+                                          report_line(request_->wording, receiver->second, report)});
     if (request_->lines.size() == request_->receivers.size()) {
         close_request(request_->number);
     }
@@ -161,18 +161,15 @@ void MessageService::Implementation::close_request(std::uint64_t number) {
         return;
     }
     std::vector<ReplyLine> lines;
-    bool any_delivered = false;
+    bool delivered = false;
     for (const auto& [id, receiver] : request_->receivers) {
         const auto line = request_->lines.find(id);
         lines.push_back(line != request_->lines.end()
                             ? line->second
-                            : ReplyLine{false, unfinished_line(request_->type->wording, receiver)});
-        any_delivered = any_delivered || lines.back().delivered;
+                            : ReplyLine{false, unfinished_line(request_->wording, receiver)});
+        delivered = delivered || lines.back().delivered;
     }
-    if (request_->type->answer_use == AnswerUse::warnings) {
-        std::erase_if(lines, [](const ReplyLine& line) { return line.delivered; });
-    }
-    end_processing(any_delivered ? protocol::Status::ok : protocol::Status::not_sent,
+    end_processing(delivered ? protocol::Status::ok : protocol::Status::not_sent,
                    join_reply(lines, longest_reply));
 }
 

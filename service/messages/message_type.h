@@ -44,12 +44,6 @@ struct ParameterName {
     const char* label = "";
 };
 
-// What the command that sends a message of a type makes of the answer.
-enum class AnswerUse : std::uint8_t {
-    shown,     // it shows the answer
-    warnings,  // it confirms by itself, and shows an answer as a warning
-};
-
 struct MessageType {
     std::string_view name;         // in requests
     std::string_view title;        // in subjects and headings
@@ -57,7 +51,6 @@ struct MessageType {
     std::string_view alert_group;  // the group that it belongs to
     Severity severity;
     Origin origin;
-    AnswerUse answer_use;
     bool for_every_profile;  // subscriptions and levels do not matter
     unsigned sections;       // mask of SectionKind
     std::array<ParameterName, 2> parameters;

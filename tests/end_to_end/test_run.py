@@ -1,4 +1,5 @@
 """./run, as somebody types it in a fresh checkout that has been built."""
+import re
 import subprocess
 import unittest
 
@@ -25,6 +26,11 @@ class Run(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         self.assertIn("(config-callhome)# site-id x", done.stdout)
         self.assertIn("from email addr:", done.stdout)
+
+    def test_the_readme_shows_this_session(self):
+        shown = re.findall(r"(?m)^    switch\S*# (.*)$", (harness.TREE / "README.md").read_text())
+        typed = (harness.TREE / "examples/first-session.txt").read_text().splitlines()
+        self.assertEqual([re.sub(r"port \d+", "port @MAIL_PORT@", line) for line in shown], typed)
 
 
 if __name__ == "__main__":

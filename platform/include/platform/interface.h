@@ -19,12 +19,12 @@ typedef int32_t ServiceStatus;
  * `timeout_seconds`. With `reply_slot` given, the reply is allocated with malloc(), handed over in it
  * (null when none came) and its length in bytes put into `*length_slot`. A reply may come with a
  * refusal, too. A negative result is a failed transport. */
-ServiceStatus svc_request_response(uint32_t opcode, uint32_t operation, void *request, void **reply_slot,
-                                   uint32_t *length_slot, void *link_block_1, void *link_block_2,
+ServiceStatus svc_request_response(uint32_t opcode, uint32_t operation, void* request, void** reply_slot,
+                                   uint32_t* length_slot, void* link_block_1, void* link_block_2,
                                    uint32_t flags, uint32_t transport_handle, uint32_t timeout_seconds);
 
 /* Converts a record in place between host and transport byte order. */
-void ch_msg_byteorder_convert(uint32_t opcode, void *record);
+void ch_msg_byteorder_convert(uint32_t opcode, void* record);
 
 enum { PLATFORM_ALERT_TEXT_SIZE = 2048 };
 
@@ -34,11 +34,11 @@ struct AlertResult {
 };
 
 /* Raises an alert and waits until it was processed; the outcome is in `result`. */
-ServiceStatus ch_post_alert(uint32_t transport_handle, const char *alert, const char *source,
-                            const char *text, struct AlertResult *result);
+ServiceStatus ch_post_alert(uint32_t transport_handle, const char* alert, const char* source,
+                            const char* text, struct AlertResult* result);
 
 /* The text of a status or of any system error code. Never null; valid until the next call. */
-const char *sys_err_to_str(int32_t code);
+const char* sys_err_to_str(int32_t code);
 
 /* Tells the operator that the transport failed. `cmd_type` is 2 while a configuration command runs,
  * else 1. */
@@ -47,17 +47,17 @@ void shell_print_mts_error(uint32_t cmd_type, int error_number);
 /* Structured output. A tuple belongs to the handle of the running command and goes with
  * cli_print_send; its value is copied. The tuple list of cli_print ends with a null pointer. The format
  * knows %s (with flags and width) and %%; each %s takes one tuple. */
-void *cli_reply_handle_from_param(struct CommandContext *ctx);
-void *cli_tuple(uint32_t tag, const char *value);
-int cli_print(void *handle, const char *format, ...);
-int cli_print_send(void *handle);
+void* cli_reply_handle_from_param(struct CommandContext* ctx);
+void* cli_tuple(uint32_t tag, const char* value);
+int cli_print(void* handle, const char* format, ...);
+int cli_print_send(void* handle);
 
 /* Appends to the running configuration. */
-int cfgout_buf_printf(const char *format, ...) __attribute__((format(printf, 1, 2)));
+int cfgout_buf_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 /* VRFs: 0 from vrf_api_init is success, 0 from vrf_get_context_id is "unknown". */
 int vrf_api_init(void);
-uint32_t vrf_get_context_id(const char *name);
+uint32_t vrf_get_context_id(const char* name);
 
 #ifdef __cplusplus
 }

@@ -74,6 +74,7 @@ std::uint32_t tell(const char* handler, const CommandContext& context) {
 }
 
 constexpr int display_lines = 100;
+constexpr int coloured_line = 50;
 
 }  // namespace
 
@@ -104,7 +105,7 @@ TELLING_HANDLER(callhome_multiple_smtp)
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
     for (int line = 1; line <= display_lines; ++line) {
-        std::printf("line %d\n", line);
+        std::printf("line %d%s\n", line, line == coloured_line ? " \x1b[31mred" : "");
     }
     return 0;
 }

@@ -3,21 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "real_grammar.h"
+
 namespace callhome::shell {
 namespace {
-
-const Grammar& grammar() {
-    static const Grammar read = read_grammar(embedded_grammar(), embedded_grammar_name);
-    return read;
-}
-
-std::size_t mode_named(std::string_view name) {
-    std::size_t mode = 0;
-    while (grammar().modes[mode].name != name) {
-        ++mode;
-    }
-    return mode;
-}
 
 std::string help_at(std::string_view mode, std::string_view text) {
     return help_text(expectation_at(grammar(), mode_named(mode), text));
@@ -121,6 +110,9 @@ constexpr InsideValue insides[] = {
     {"destination-profile f", false},  // may be a keyword
     {"destination-profile noc", true},
     {"show version | include ab", true},
+    {"show version | include a|co", true},
+    {"show version | include \"a | co\"", true},
+    {"show version | include a | co", false},
     {"enable", false},
 };
 INSTANTIATE_TEST_SUITE_P(Help, QuestionMark, testing::ValuesIn(insides));
@@ -158,6 +150,9 @@ const Completed completions[] = {
     {"call-home", "site-id x", "", {}},
     {"exec", "wrod x", "", {}},
     {"exec", "show version | c", "ount ", {}},
+    {"exec", "show version | include a | c", "ount ", {}},
+    {"exec", "show version | include a|c", "", {}},    // within the pattern
+    {"exec", "show version | include ( | c", "", {}},  // after a wrong one
     {"configuration", "no ca", "llhome ", {}},
 };
 INSTANTIATE_TEST_SUITE_P(Help, CompletionAt, testing::ValuesIn(completions));

@@ -7,23 +7,10 @@
 
 #include "callhome/context.h"
 #include "context.h"
+#include "real_grammar.h"
 
 namespace callhome::shell {
 namespace {
-
-const Grammar& grammar() {
-    static const Grammar read = read_grammar(embedded_grammar(), embedded_grammar_name);
-    return read;
-}
-
-std::size_t mode_named(std::string_view name) {
-    for (std::size_t mode = 0; mode < grammar().modes.size(); ++mode) {
-        if (grammar().modes[mode].name == name) {
-            return mode;
-        }
-    }
-    throw std::runtime_error("no mode " + std::string(name));
-}
 
 std::string value_text(const CheckedValue& value) {
     if (const auto* text = std::get_if<std::string>(&value.value)) {

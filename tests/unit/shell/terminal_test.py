@@ -153,6 +153,14 @@ class Terminal(unittest.TestCase):
         self.assertIn("line 100\r\n", self.type(child, "show callhome transport-email | no-more"))
         self.assertIn("100\r\n", self.type(child, "show callhome transport-email | count"))
 
+    def test_a_display_does_not_drive_the_terminal(self):
+        child = self.open(rows=11)
+        for behind in ("| include red", "| begin red | count", "| begin red | no-more"):
+            child.send(f"show callhome transport-email {behind}\r")
+            child.expect_exact(EXEC)
+            self.assertNotIn("\x1b[31m", child.before)
+        self.assertIn("line 50 \\x1b[31mred", child.before)
+
     def test_ctrl_c_at_a_screen_brings_the_prompt_back(self):
         child = self.open(rows=11)
         child.send("show callhome transport-email\r")
