@@ -123,6 +123,11 @@ DeliveryRow row_of(const DeliveryLogRecord& record) {
             .last_result = text_in(record.last_result)};
 }
 
+ServiceStatus walk_deliveries(const DeliveryLogRecord& key, std::vector<DeliveryRow>& rows) {
+    return walk(Opcode::delivery_log, key,
+                [&](const DeliveryLogRecord& record) { rows.push_back(row_of(record)); });
+}
+
 }  // namespace
 
 ServiceStatus set_system_contact(const std::optional<std::string>& contact) {
@@ -141,8 +146,13 @@ ServiceStatus read_messages(std::vector<MessageRow>& rows) {
 ServiceStatus read_deliveries(std::uint32_t message_id, std::vector<DeliveryRow>& rows) {
     DeliveryLogRecord key{};
     key.message_id = message_id;
-    return walk(Opcode::delivery_log, key,
-                [&](const DeliveryLogRecord& record) { rows.push_back(row_of(record)); });
+    return walk_deliveries(key, rows);
+}
+
+ServiceStatus read_queue(std::vector<DeliveryRow>& rows) {
+    DeliveryLogRecord key{};
+    key.state = static_cast<std::uint32_t>(DeliveryState::waiting);
+    return walk_deliveries(key, rows);
 }
 
 ServiceStatus read_message_text(std::uint32_t message_id, std::string& text) {

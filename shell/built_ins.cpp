@@ -121,19 +121,15 @@ std::uint32_t show_messages(Session&, const ParsedCommand&) {
 
 std::uint32_t show_queue(Session&, const ParsedCommand&) {
     std::vector<platform::DeliveryRow> rows;
-    if (!succeeded(platform::read_deliveries(0, rows))) {
+    if (!succeeded(platform::read_queue(rows))) {
         return failed;
     }
     Table table({"Message", "Receiver", "Tries", "Next try", "Last result"});
-    bool is_empty = true;
     for (const platform::DeliveryRow& row : rows) {
-        if (row.state == "waiting") {
-            is_empty = false;
-            table.add({std::to_string(row.message_id), row.receiver, std::to_string(row.attempts),
-                       time_text(row.next_attempt_at), row.last_result});
-        }
+        table.add({std::to_string(row.message_id), row.receiver, std::to_string(row.attempts),
+                   time_text(row.next_attempt_at), row.last_result});
     }
-    std::fputs(is_empty ? "Nothing waits to be sent.\n" : table.text().c_str(), stdout);
+    std::fputs(rows.empty() ? "Nothing waits to be sent.\n" : table.text().c_str(), stdout);
     return done;
 }
 

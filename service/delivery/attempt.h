@@ -24,6 +24,9 @@ struct Outcome {
     std::string reason;   // of a failure: one clean line, without a full stop
 };
 
+// Why a try came to nothing, with the server that said so where there was one.
+std::string failure_of(const Outcome& outcome);
+
 // A mail server, and the VRF through which it is reached (empty for the default one).
 struct MailRoute {
     std::string host;

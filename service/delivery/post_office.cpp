@@ -33,7 +33,7 @@ std::string result_text(const Outcome& outcome) {
     if (outcome.verdict == Verdict::delivered) {
         return outcome.through.empty() ? "delivered" : "delivered through " + outcome.through;
     }
-    return outcome.through.empty() ? outcome.reason : outcome.through + ": " + outcome.reason;
+    return failure_of(outcome);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@ namespace callhome::service {
 namespace {
 
 // `content` comes last, so that walks do not read through it. Numbers are those of protocol and Carrier.
+// The order of turns has an index of its own: it is asked for after each try, however long the queue is.
 constexpr const char* tables = R"(
     CREATE TABLE IF NOT EXISTS messages (
         id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -34,6 +35,7 @@ constexpr const char* tables = R"(
     );
     CREATE INDEX IF NOT EXISTS deliveries_by_message ON deliveries (message_id, state);
     CREATE INDEX IF NOT EXISTS deliveries_by_state ON deliveries (state, next_attempt_at);
+    CREATE INDEX IF NOT EXISTS deliveries_by_turn ON deliveries (state, attempts > 0, next_attempt_at, id);
 )";
 
 constexpr auto waiting = static_cast<std::uint32_t>(protocol::DeliveryState::waiting);
@@ -119,12 +121,19 @@ std::size_t Queue::waiting_messages() const {
 
 std::optional<WaitingDelivery> Queue::next_due(std::int64_t now,
                                                const std::set<std::int64_t>& under_way) const {
+    const auto first_try = next_in_turn(now, false, under_way);
+    return first_try ? first_try : next_in_turn(now, true, under_way);
+}
+
+std::optional<WaitingDelivery> Queue::next_in_turn(std::int64_t now, bool tried_before,
+                                                   const std::set<std::int64_t>& under_way) const {
     SQLite::Statement select(connection_,
                              "SELECT id, message_id, receiver, attempts FROM deliveries"
-                             " WHERE state = ? AND next_attempt_at <= ?"
-                             " ORDER BY attempts > 0, next_attempt_at, id");
+                             " WHERE state = ? AND (attempts > 0) = ? AND next_attempt_at <= ?"
+                             " ORDER BY next_attempt_at, id");
     select.bind(1, waiting);
-    select.bind(2, now);
+    select.bind(2, static_cast<int>(tried_before));
+    select.bind(3, now);
     while (select.executeStep()) {
         const std::int64_t id = select.getColumn(0).getInt64();
         if (!under_way.contains(id)) {
@@ -209,14 +218,16 @@ std::optional<protocol::MessageLogRecord> Queue::message_after(std::uint32_t id)
     return record;
 }
 
-std::optional<protocol::DeliveryLogRecord> Queue::delivery_after(std::uint32_t id,
-                                                                 std::uint32_t message_id) const {
+std::optional<protocol::DeliveryLogRecord> Queue::delivery_after(std::uint32_t id, std::uint32_t message_id,
+                                                                 std::uint32_t state) const {
     SQLite::Statement select(connection_,
                              "SELECT id, message_id, state, attempts, next_attempt_at, last_attempt_at,"
                              " receiver, last_result FROM deliveries"
-                             " WHERE id > ?1 AND (?2 = 0 OR message_id = ?2) ORDER BY id LIMIT 1");
+                             " WHERE id > ?1 AND (?2 = 0 OR message_id = ?2)"
+                             " AND (?3 = 0 OR state = ?3) ORDER BY id LIMIT 1");
     select.bind(1, id);
     select.bind(2, message_id);
+    select.bind(3, state);
     if (!select.executeStep()) {
         return std::nullopt;
     }

@@ -82,10 +82,12 @@ class Queue {
 
     // The walks of MessageService.
     std::optional<protocol::MessageLogRecord> message_after(std::uint32_t id) const;
-    std::optional<protocol::DeliveryLogRecord> delivery_after(std::uint32_t id,
-                                                              std::uint32_t message_id) const;
+    std::optional<protocol::DeliveryLogRecord> delivery_after(std::uint32_t id, std::uint32_t message_id,
+                                                              std::uint32_t state = 0) const;
 
  private:
+    std::optional<WaitingDelivery> next_in_turn(std::int64_t now, bool tried_before,
+                                                const std::set<std::int64_t>& under_way) const;
     std::vector<std::int64_t> record_one(const NewMessage& message, std::int64_t now);
 
     SQLite::Database& connection_;

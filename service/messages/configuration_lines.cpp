@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::uint32_t standard_smtp_port = 25;
 constexpr std::uint32_t default_message_size = 2'500'000;
+constexpr std::uint32_t default_short_size = 4'000;
 
 struct ContactCommand {
     const char* item;  // MIB name
@@ -55,12 +56,17 @@ const char* format_name(protocol::MessageFormat format) {
     }
 }
 
+// The size that choosing the format sets.
+std::uint32_t size_of(protocol::MessageFormat format) {
+    return format == protocol::MessageFormat::short_text ? default_short_size : default_message_size;
+}
+
 void add_profile(std::vector<std::string>& lines, const Profile& profile) {
     const std::string beginning = fmt::format("destination-profile {}", typed_name(profile));
     if (!profile.built_in) {
         lines.push_back(fmt::format("{} format {}", beginning, format_name(profile.format)));
     }
-    if (profile.message_size != default_message_size) {
+    if (profile.message_size != size_of(profile.format)) {
         lines.push_back(fmt::format("{} message-size {}", beginning, profile.message_size));
     }
     if (profile.message_level != 0) {
@@ -69,6 +75,9 @@ void add_profile(std::vector<std::string>& lines, const Profile& profile) {
     }
     if ((profile.transport_methods & protocol::transport_http) != 0U) {
         lines.push_back(fmt::format("{} transport-method http", beginning));
+    }
+    if ((profile.transport_methods & protocol::transport_email) == 0U) {
+        lines.push_back(fmt::format("no {} transport-method email", beginning));
     }
     for (const ProfileAddress& address : profile.email_addresses) {
         lines.push_back(fmt::format("{} email-addr {}", beginning, address.address));

@@ -204,8 +204,9 @@ std::optional<protocol::MessageLogRecord> MessageService::message_after(std::uin
 }
 
 std::optional<protocol::DeliveryLogRecord> MessageService::delivery_after(std::uint32_t id,
-                                                                          std::uint32_t message_id) const {
-    return implementation_->post_office().queue().delivery_after(id, message_id);
+                                                                          std::uint32_t message_id,
+                                                                          std::uint32_t state) const {
+    return implementation_->post_office().queue().delivery_after(id, message_id, state);
 }
 
 std::optional<std::string> MessageService::message_text(std::uint32_t id) const {

@@ -58,8 +58,9 @@ class MessageService {
 
     // Walks by id, from the entry after `id`; nothing when there is none.
     std::optional<protocol::MessageLogRecord> message_after(std::uint32_t id) const;
-    std::optional<protocol::DeliveryLogRecord> delivery_after(std::uint32_t id,
-                                                              std::uint32_t message_id) const;
+    // With `message_id` or `state` (a DeliveryState) not 0, only what they name.
+    std::optional<protocol::DeliveryLogRecord> delivery_after(std::uint32_t id, std::uint32_t message_id,
+                                                              std::uint32_t state = 0) const;
     // The message as its receivers see it: an e-mail with its headers.
     std::optional<std::string> message_text(std::uint32_t id) const;
 

@@ -13,14 +13,10 @@ std::string who(const ReceiverName& receiver) {
     return fmt::format("{} (profile {})", clean_line(receiver.address), clean_line(receiver.profile));
 }
 
-std::string with_reason(const Outcome& outcome) {
-    return outcome.through.empty() ? outcome.reason : outcome.through + ": " + outcome.reason;
-}
-
 std::string failure_line(std::string_view wording, const ReceiverName& receiver, const Outcome& outcome,
                          std::string_view consequence) {
     return fmt::format("Could not send the {} callhome message to {}: {}; {}", wording, who(receiver),
-                       with_reason(outcome), consequence);
+                       failure_of(outcome), consequence);
 }
 
 std::string refusal_line(std::string_view wording, const ReceiverName& receiver, const Outcome& outcome) {

@@ -68,7 +68,7 @@ Outcome get_next_message(Call& call, const protocol::MessageLogRecord& record) {
 }
 
 Outcome get_next_delivery(Call& call, const protocol::DeliveryLogRecord& record) {
-    const auto delivery = call.messages.delivery_after(record.id, record.message_id);
+    const auto delivery = call.messages.delivery_after(record.id, record.message_id, record.state);
     if (!delivery) {
         return Status::no_further_entry;
     }

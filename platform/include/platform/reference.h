@@ -47,8 +47,10 @@ struct DeliveryRow {
 
 // What the service has recorded, oldest first. The status is 0 when the list is complete.
 ServiceStatus read_messages(std::vector<MessageRow>& rows);
-// The receivers of one message, or of all for 0.
+// The receivers of one message.
 ServiceStatus read_deliveries(std::uint32_t message_id, std::vector<DeliveryRow>& rows);
+// The receivers that some message still waits for.
+ServiceStatus read_queue(std::vector<DeliveryRow>& rows);
 // A message as its receivers see it.
 ServiceStatus read_message_text(std::uint32_t message_id, std::string& text);
 

@@ -54,7 +54,7 @@ inline constexpr std::array status_texts{
                "The call-home service has no connection to spare; close another session and try again"},
     StatusText{Status::configuration_missing,
                "Call-home needs this configuration while it is enabled; disable it first to remove it"},
-    StatusText{Status::not_found, "There is no such entry"},
+    StatusText{Status::not_found, "There is no such entry; check its name, or create it first"},
     StatusText{Status::no_further_entry, "There is no further entry"},
     StatusText{Status::already_exists, "The entry exists already"},
     StatusText{Status::limit_reached, "The limit of entries is reached; remove one first"},

@@ -215,6 +215,22 @@ TEST_F(RequestsTest, TheReceiversOfOneMessageAreAskedForByItsId) {
     EXPECT_EQ(rows[0].last_result, "450 try later");
 }
 
+TEST_F(RequestsTest, TheQueueIsWhatWaits) {
+    DeliveryLogRecord entry{};
+    entry.id = 5;
+    entry.state = 1;
+    serve([entry](const Frame& request, Peer& peer) {
+        const auto key = from_transport_order<DeliveryLogRecord>(request.body);
+        EXPECT_EQ(key.message_id, 0U);
+        EXPECT_EQ(key.state, 1U);
+        walking<DeliveryLogRecord>({{5, entry}})(request, peer);
+    });
+    std::vector<DeliveryRow> rows;
+    EXPECT_EQ(read_queue(rows), 0);
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].state, "waiting");
+}
+
 TEST_F(RequestsTest, AListThatGoesRoundInCirclesIsGivenUp) {
     serve([](const Frame& request, Peer& peer) {
         MessageLogRecord same{};
@@ -230,7 +246,7 @@ TEST_F(RequestsTest, AListThatGoesRoundInCirclesIsGivenUp) {
 TEST_F(RequestsTest, AnEntryWithoutBytesEndsTheWalkAsGarbage) {
     serve([](const Frame& request, Peer& peer) { peer.reply(request, ""); });
     std::vector<DeliveryRow> rows;
-    EXPECT_EQ(read_deliveries(0, rows), -1);
+    EXPECT_EQ(read_deliveries(1, rows), -1);
     EXPECT_EQ(errno, EPROTO);
 }
 

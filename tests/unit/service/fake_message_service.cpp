@@ -57,9 +57,11 @@ std::optional<protocol::MessageLogRecord> MessageService::message_after(std::uin
 }
 
 std::optional<protocol::DeliveryLogRecord> MessageService::delivery_after(std::uint32_t id,
-                                                                          std::uint32_t message_id) const {
+                                                                          std::uint32_t message_id,
+                                                                          std::uint32_t state) const {
     for (const auto& delivery : implementation_->fake.deliveries) {
-        if (delivery.id > id && (message_id == 0 || delivery.message_id == message_id)) {
+        if (delivery.id > id && (message_id == 0 || delivery.message_id == message_id) &&
+            (state == 0 || delivery.state == state)) {
             return delivery;
         }
     }

@@ -38,7 +38,7 @@ enum class DeliveryState : std::uint32_t {
 };
 
 // Opcode delivery_log, a walk by id; 0 asks for the first. With `message_id` not 0 in the key, only
-// the receivers of that message are walked.
+// the receivers of that message are walked; with `state` not 0, only those in that state.
 struct [[gnu::packed]] DeliveryLogRecord {
     std::uint32_t id;
     std::uint32_t message_id;

@@ -142,6 +142,24 @@ TEST(ConfigurationLines, AreTheCommandsThatMakeIt) {
                                   "enable"}));
 }
 
+TEST(ConfigurationLines, BringBackASizeAndTransportMethodThatAreNoDefaults) {
+    Configuration configuration;
+    Profile pager = tests::profile_of("pager", protocol::MessageFormat::short_text, {});
+    pager.alert_groups.clear();
+    pager.message_size = 2'500'000;
+    Profile web = pager;
+    web.name = "web";
+    web.message_size = 4'000;
+    web.transport_methods = protocol::transport_http;
+    configuration.profiles = {pager, web};
+    EXPECT_EQ(
+        configuration_lines(configuration),
+        (std::vector<std::string>{
+            "destination-profile pager format short-txt", "destination-profile pager message-size 2500000",
+            "destination-profile web format short-txt", "destination-profile web transport-method http",
+            "no destination-profile web transport-method email", "disable"}));
+}
+
 TEST(DurationText, CountsDaysApart) {
     EXPECT_EQ(duration_text(0), "00:00:00");
     EXPECT_EQ(duration_text(86'399), "23:59:59");

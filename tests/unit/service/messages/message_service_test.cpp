@@ -254,6 +254,21 @@ TEST_F(MessageServiceTest, UsesTheSingleServerWhenTheOthersFail) {
     EXPECT_EQ(send("test").status, Status::ok);
 }
 
+TEST_F(MessageServiceTest, TellsWhyEachServerFailed) {
+    const tests::ClosedPort closed;
+    configuration_.mail_servers = {{"127.0.0.1", {}, closed.number(), 1, "", 0},
+                                   {"127.0.0.2", {}, closed.number(), 2, "no-such-vrf", 0}};
+    start();
+    const std::string text = send("test").text;
+    const std::string port = std::to_string(closed.number());
+    const std::size_t first = text.find(": 127.0.0.1:" + port + ": ");
+    const std::size_t second =
+        text.find("; 127.0.0.2:" + port + ": the VRF no-such-vrf does not exist; it stays");
+    EXPECT_NE(first, std::string::npos) << text;
+    EXPECT_NE(second, std::string::npos) << text;
+    EXPECT_LT(first, second) << text;
+}
+
 TEST_F(MessageServiceTest, SendsNothingThatItCouldNotRecord) {
     start();
     database_->connection().exec(

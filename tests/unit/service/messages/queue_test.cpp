@@ -130,6 +130,14 @@ TEST_F(QueueTest, WalksDeliveriesOfOneMessageOrOfAll) {
     EXPECT_FALSE(queue_->delivery_after(0, 99));
 }
 
+TEST_F(QueueTest, WalksDeliveriesOfOneState) {
+    const auto ids = record(sample_message());
+    finish(ids[0]);
+    const auto waiting = static_cast<std::uint32_t>(DeliveryState::waiting);
+    EXPECT_EQ(queue_->delivery_after(0, 0, waiting)->id, static_cast<std::uint32_t>(ids[1]));
+    EXPECT_FALSE(queue_->delivery_after(static_cast<std::uint32_t>(ids[1]), 0, waiting));
+}
+
 TEST_F(QueueTest, CutsTextsToTheFieldsOfARecord) {
     NewMessage message = sample_message({std::string(300, 'r')});
     message.subject = std::string(255, 's') + "ü";
