@@ -104,6 +104,16 @@ const char* remedy_for(int sqlite_error) {
     }
 }
 
+// What is printed to a standard stream that came closed must not reach the database or socket that would
+// take its number.
+void take_closed_streams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0) {
+            (void)::open("/dev/null", O_RDWR);  // the lowest free number, which is this one
+        }
+    }
+}
+
 ExitStatus run(const Options& options) {
     try {
         serve(options);
@@ -126,6 +136,7 @@ ExitStatus run(const Options& options) {
 
 int main(int argument_count, char** arguments) {
     using namespace callhome::service;
+    take_closed_streams();
     const auto parsed = parse_options(argument_count, arguments);
     if (const auto* status = std::get_if<ExitStatus>(&parsed)) {
         return *status;

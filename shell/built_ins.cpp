@@ -125,9 +125,10 @@ std::uint32_t show_queue(Session&, const ParsedCommand&) {
         return failed;
     }
     Table table({"Message", "Receiver", "Tries", "Next try", "Last result"});
+    const auto now = static_cast<std::uint32_t>(std::time(nullptr));
     for (const platform::DeliveryRow& row : rows) {
         table.add({std::to_string(row.message_id), row.receiver, std::to_string(row.attempts),
-                   time_text(row.next_attempt_at), row.last_result});
+                   row.next_attempt_at <= now ? "now" : time_text(row.next_attempt_at), row.last_result});
     }
     std::fputs(rows.empty() ? "Nothing waits to be sent.\n" : table.text().c_str(), stdout);
     return done;

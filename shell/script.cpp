@@ -13,7 +13,8 @@ namespace callhome::shell {
 namespace {
 
 constexpr std::string_view control_z = "\x1A";  // as recorded from a terminal: back to exec mode
-constexpr std::size_t longest_line = 65536;     // bytes; no command comes near it
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";  // some editors begin a file with it
+constexpr std::size_t longest_line = 65536;                   // bytes; no command comes near it
 
 struct Released {
     void operator()(char* memory) const { std::free(memory); }
@@ -45,6 +46,9 @@ void ScriptRunner::run_file(std::FILE* file, const std::string& name) {
         std::string_view line(released.get(), static_cast<std::size_t>(length));
         while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
             line.remove_suffix(1);
+        }
+        if (number == 0 && line.starts_with(byte_order_mark)) {
+            line.remove_prefix(byte_order_mark.size());
         }
         run_line(line, name + ":" + std::to_string(++number));
     }

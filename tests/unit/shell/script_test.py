@@ -62,6 +62,10 @@ class Script(unittest.TestCase):
         self.assertEqual(done.stderr, f"{name}:4: Incomplete command: expected callhome, history, version\n")
         self.assertEqual(done.returncode, 1)
 
+    def test_a_file_may_begin_with_a_byte_order_mark(self):
+        done = shell("-f", self.script("\ufeffcallhome test\n"))
+        self.assertEqual((done.stdout, done.returncode), ("callhome_test no=0 id=0\n", 0), done.stderr)
+
     def test_standard_input_is_named_in_errors(self):
         self.assertEqual(shell(text="wrod").stderr.split(":")[:2], ["standard input", "1"])
 
