@@ -79,7 +79,7 @@ TEST_F(MessageServiceTest, SaysWhatToConfigureWhenNobodyTakesAMessage) {
     start();
     const Reply reply = send("inventory");
     EXPECT_EQ(reply.status, Status::not_sent);
-    EXPECT_NE(reply.text.find("alert-group inventory"), std::string::npos) << reply.text;
+    EXPECT_NE(reply.text.find("alert group inventory"), std::string::npos) << reply.text;
     EXPECT_FALSE(service_->message_after(0));
 }
 

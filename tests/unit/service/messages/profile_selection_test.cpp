@@ -79,8 +79,9 @@ TEST(NobodyTakes, SaysWhatToConfigure) {
               std::string::npos);
     configuration.profiles = {
         tests::profile_of("p", protocol::MessageFormat::xml, {"a@example.com"}, "OBX")};
-    EXPECT_NE(why_nobody_takes(configuration, crash).find("destination-profile NAME alert-group crash"),
-              std::string::npos);
+    EXPECT_NE(
+        why_nobody_takes(configuration, crash).find("destination-profile full-txt-destination email-addr"),
+        std::string::npos);
 }
 
 TEST(MessageTypes, AreFoundByNameAndOrigin) {
