@@ -12,6 +12,8 @@
 #include <memory>
 #include <system_error>
 
+#include "process.h"
+
 namespace callhome::bench {
 namespace {
 
@@ -83,16 +85,27 @@ sockaddr_un address_of(const std::string& socket_path) {
 FloorServer::FloorServer(const std::string& socket_path, std::size_t request_size, std::size_t reply_size,
                          const std::optional<std::filesystem::path>& database)
     : socket_(socket_path) {
+    std::vector<std::string> arguments{"/proc/self/exe", floor_server_option, socket_path,
+                                       std::to_string(request_size), std::to_string(reply_size)};
+    if (database) {
+        arguments.push_back(*database);
+    }
+    process_ = start_server(arguments);
+}
+
+int run_floor_server(std::span<char*> arguments) {
+    const std::string socket_path = arguments[0];
+    const std::size_t request_size = std::stoul(arguments[1]);
+    const std::size_t reply_size = std::stoul(arguments[2]);
+    const std::unique_ptr<OneRow> row =
+        arguments.size() > 3 ? std::make_unique<OneRow>(arguments[3]) : nullptr;
     const sockaddr_un address = address_of(socket_path);
     const int listener = check(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
     check(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), "bind");
     check(listen(listener, 1), "listen");
-    process_ = check(fork(), "fork");
-    if (process_ == 0) {
-        const std::unique_ptr<OneRow> row = database ? std::make_unique<OneRow>(*database) : nullptr;
-        serve(listener, request_size, reply_size, row.get());
-    }
-    close(listener);
+    check(static_cast<int>(write(ready_descriptor, "", 1)), "write");
+    close(ready_descriptor);
+    serve(listener, request_size, reply_size, row.get());
 }
 
 FloorServer::~FloorServer() {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,8 @@ namespace callhome::bench {
 class FloorServer {
  public:
     // Sizes in bytes, headers included. With a database file, each request commits one row of it with
-    // the settings that the service uses (write-ahead log, full synchronisation).
+    // the settings that the service uses (write-ahead log, full synchronisation). The server is a program
+    // started anew, as the service is, so that the kernel has the same choice where to put it.
     FloorServer(const std::string& socket, std::size_t request_size, std::size_t reply_size,
                 const std::optional<std::filesystem::path>& database);
     ~FloorServer();
@@ -27,6 +29,10 @@ class FloorServer {
     pid_t process_ = 0;
     std::string socket_;
 };
+
+// The first argument that makes this program a floor server; what follows is for run_floor_server.
+inline constexpr const char* floor_server_option = "--floor-server";
+int run_floor_server(std::span<char*> arguments);
 
 // Its only client, of the same sizes.
 class FloorClient {

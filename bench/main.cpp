@@ -10,6 +10,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -136,7 +137,9 @@ constexpr std::array rows{
 // Measures a row against a service of its own: where the kernel puts a process is a matter of luck that
 // lasts as long as the process.
 Sample measure_once(const Bench& bench, const Row& row) {
-    const pid_t service = start_service(bench.program("callhomed"), bench.socket(), bench.folder / "state");
+    const pid_t service = start_server({bench.program("callhomed"), "--socket", bench.socket(),
+                                        "--state-folder", bench.folder / "state", "--log-level", "warning",
+                                        "--ready-fd", std::to_string(ready_descriptor)});
     platform::use_service({.socket = bench.socket(), .program = {}, .state_folder = {}});
     const Sample sample = row.measure(bench);
     kill(service, SIGTERM);
@@ -205,6 +208,10 @@ int run_all(const fs::path& programs, int rounds) {
 
 int main(int count, char** arguments) {
     constexpr int default_rounds = 7;
+    const std::span words(arguments, static_cast<std::size_t>(count));
+    if (count > 4 && std::strcmp(arguments[1], callhome::bench::floor_server_option) == 0) {
+        return callhome::bench::run_floor_server(words.subspan(2));
+    }
     if (count > 3 && std::strcmp(arguments[1], callhome::bench::floor_client) == 0) {
         return callhome::bench::run_floor_client(arguments[2], arguments[3]);
     }

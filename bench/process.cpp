@@ -60,23 +60,20 @@ pid_t start(const std::vector<std::string>& arguments) {
     return spawn(arguments, actions);
 }
 
-pid_t start_service(const std::string& program, const std::string& socket, const std::string& state) {
+pid_t start_server(const std::vector<std::string>& arguments) {
     std::array<int, 2> ready{};
     if (pipe2(ready.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    constexpr int child_end = 3;
     posix_spawn_file_actions_t actions = silent();
-    posix_spawn_file_actions_adddup2(&actions, ready[1], child_end);
-    const pid_t process = spawn({program, "--socket", socket, "--state-folder", state, "--log-level",
-                                 "warning", "--ready-fd", std::to_string(child_end)},
-                                actions);
+    posix_spawn_file_actions_adddup2(&actions, ready[1], ready_descriptor);
+    const pid_t process = spawn(arguments, actions);
     close(ready[1]);
     char byte = 0;
     const bool came_up = read(ready[0], &byte, 1) == 1;
     close(ready[0]);
     if (!came_up) {
-        throw std::runtime_error("callhomed did not start");
+        throw std::runtime_error(arguments.front() + " did not start");
     }
     return process;
 }

@@ -19,8 +19,9 @@ void place(Placement placement);
 // Starts a program with its output thrown away; throws std::system_error when that fails.
 pid_t start(const std::vector<std::string>& arguments);
 
-// Starts callhomed with `--ready-fd` and waits until it accepts connections.
-pid_t start_service(const std::string& program, const std::string& socket, const std::string& state);
+// Starts a server and waits until it accepts connections, which it tells by a byte on this descriptor.
+inline constexpr int ready_descriptor = 3;
+pid_t start_server(const std::vector<std::string>& arguments);
 
 // Waits for the end of a process; throws std::runtime_error when its status is not 0.
 void finish(pid_t process);
