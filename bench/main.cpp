@@ -35,6 +35,7 @@ using protocol::Operation;
 
 constexpr std::size_t header_size = sizeof(protocol::FrameHeader);
 constexpr const char* floor_client = "--floor-client";  // SOCKET ROUND_TRIPS
+constexpr const char* get_client = "--get-client";      // SOCKET GETS
 constexpr const char* show_command = "show callhome transport-email";
 
 struct Bench {
@@ -68,16 +69,25 @@ void exchange(Opcode opcode, Operation operation, void* request, std::uint32_t l
     }
 }
 
-Sample measure_get(const Bench& bench) {
-    constexpr int repetitions = 2000;
+// Clients are processes of their own on both sides, so that the kernel has the same choice where to put
+// them.
+Sample compare_clients(const Bench& bench, int exchanges, const std::vector<std::string>& ours) {
     constexpr std::size_t size = header_size + sizeof(MailSettingsRecord);
     const FloorServer server(bench.floor_socket(), size, size, std::nullopt);
-    FloorClient floor(bench.floor_socket(), size, size);
-    const auto get = [] {
-        MailSettingsRecord record{};
-        exchange(Opcode::mail_settings, Operation::get, &record, sizeof(record));
+    const auto floor = [&] {
+        run({"/proc/self/exe", floor_client, bench.floor_socket(), std::to_string(exchanges)});
     };
-    return compare(bench.pairs, repetitions, get, [&] { floor.round_trip(); });
+    Sample sample = compare(
+        bench.pairs, 1, [&] { run(ours); }, floor);
+    sample.ours /= exchanges;
+    sample.floor /= exchanges;
+    return sample;
+}
+
+Sample measure_get(const Bench& bench) {
+    constexpr int gets = 20000;
+    return compare_clients(bench, gets,
+                           {"/proc/self/exe", get_client, bench.socket(), std::to_string(gets)});
 }
 
 Sample measure_set(const Bench& bench) {
@@ -97,23 +107,14 @@ Sample measure_set(const Bench& bench) {
 
 Sample measure_open_shell(const Bench& bench) {
     constexpr int commands = 20000;
-    constexpr std::size_t size = header_size + sizeof(MailSettingsRecord);
     const fs::path script = bench.folder / "script.txt";
     std::ofstream file(script);
     for (int i = 0; i < commands; ++i) {
         file << show_command << '\n';
     }
     file.close();
-    const FloorServer server(bench.floor_socket(), size, size, std::nullopt);
-    const auto shell = [&] { run({bench.program("callhome"), "--socket", bench.socket(), "-f", script}); };
-    // A process of its own as well, so that the kernel has the same choice where to put it.
-    const auto round_trips = [&] {
-        run({"/proc/self/exe", floor_client, bench.floor_socket(), std::to_string(commands)});
-    };
-    Sample sample = compare(bench.pairs, 1, shell, round_trips);
-    sample.ours /= commands;
-    sample.floor /= commands;
-    return sample;
+    return compare_clients(bench, commands,
+                           {bench.program("callhome"), "--socket", bench.socket(), "-f", script});
 }
 
 Sample measure_process(const Bench& bench) {
@@ -174,6 +175,15 @@ void measure(const Bench& bench, Placement placement, const char* title) {
     }
 }
 
+int run_get_client(const char* socket, const char* gets) {
+    platform::use_service({.socket = socket, .program = {}, .state_folder = {}});
+    for (int left = std::atoi(gets); left > 0; --left) {
+        MailSettingsRecord record{};
+        exchange(Opcode::mail_settings, Operation::get, &record, sizeof(record));
+    }
+    return 0;
+}
+
 int run_floor_client(const char* socket, const char* round_trips) {
     constexpr std::size_t size = header_size + sizeof(MailSettingsRecord);
     FloorClient client(socket, size, size);
@@ -211,6 +221,9 @@ int main(int count, char** arguments) {
     const std::span words(arguments, static_cast<std::size_t>(count));
     if (count > 4 && std::strcmp(arguments[1], callhome::bench::floor_server_option) == 0) {
         return callhome::bench::run_floor_server(words.subspan(2));
+    }
+    if (count > 3 && std::strcmp(arguments[1], callhome::bench::get_client) == 0) {
+        return callhome::bench::run_get_client(arguments[2], arguments[3]);
     }
     if (count > 3 && std::strcmp(arguments[1], callhome::bench::floor_client) == 0) {
         return callhome::bench::run_floor_client(arguments[2], arguments[3]);
