@@ -143,6 +143,18 @@ int cli_print_send(void* /*handle*/) {
     return 0;
 }
 
+void cfgout_cmd_init(CommandContext* /*request*/) {}
+
+int cfgout_start_stop_get() {
+    return 0;
+}
+
+int cfgout_cmd_count_get() {
+    return 0;
+}
+
+void cfgout_cmd_punch() {}
+
 int cfgout_buf_printf(const char* format, ...) {
     std::array<char, 1024> line{};
     va_list list;

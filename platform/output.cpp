@@ -87,11 +87,3 @@ extern "C" int cli_print_send(void* handle) {
     output_handle.tuples.clear();
     return std::fflush(stdout) == 0 ? 0 : failed;
 }
-
-extern "C" int cfgout_buf_printf(const char* format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int written = std::vprintf(format, arguments);
-    va_end(arguments);
-    return written;
-}

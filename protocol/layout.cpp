@@ -4,11 +4,16 @@
 #include <bit>
 #include <cstring>
 
+#include "protocol/records/alert_group.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/destination_profile.h"
+#include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
+#include "protocol/records/http.h"
+#include "protocol/records/inventory.h"
 #include "protocol/records/mail.h"
 #include "protocol/records/message.h"
+#include "protocol/records/privacy.h"
 
 namespace callhome::protocol {
 namespace {
@@ -25,13 +30,25 @@ constexpr std::array exchanges{
     same_both_ways<ContactRecord>(Opcode::contact_field),
     same_both_ways<SwitchRecord>(Opcode::feature_state),
     same_both_ways<SendMessageRecord>(Opcode::send_message),
+    same_both_ways<SubscriptionRecord>(Opcode::alert_group),
+    same_both_ways<SoftwareRecord>(Opcode::software_inventory),
+    same_both_ways<SwitchRecord>(Opcode::duplicate_throttle),
+    same_both_ways<PeriodicInventoryRecord>(Opcode::periodic_inventory),
+    same_both_ways<DistributionRecord>(Opcode::distribution),
+    same_both_ways<CommitRecord>(Opcode::commit),
+    same_both_ways<ClearSessionRecord>(Opcode::clear_session),
+    same_both_ways<UserCommandRecord>(Opcode::user_command),
     same_both_ways<SwitchRecord>(Opcode::traps),
     same_both_ways<AddressRecord>(Opcode::profile_url),
     same_both_ways<MailServerRecord>(Opcode::mail_server),
+    same_both_ways<HttpVrfRecord>(Opcode::http_vrf),
+    same_both_ways<HttpProxyRecord>(Opcode::http_proxy),
+    Exchange{Opcode::data_privacy, layout_of<PrivacyRecord>(), layout_of<PrivacyReply>()},
     same_both_ways<MessageLogRecord>(Opcode::message_log),
     same_both_ways<DeliveryLogRecord>(Opcode::delivery_log),
     Exchange{Opcode::message_text, layout_of<MessageKeyRecord>(), text_reply},
     Exchange{Opcode::post_alert, layout_of<AlertRecord>(), text_reply},
+    same_both_ways<SessionRecord>(Opcode::session_state),
 };
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include "callhome/data.h"
 #include "callhome/handlers.h"
 #include "config/host.h"
+#include "display/generator.h"
+#include "display/output.h"
 #include "frame/outcome.h"
 #include "frame/reply.h"
 #include "frame/text.h"
@@ -20,7 +22,6 @@ using protocol::Operation;
 using protocol::Status;
 
 enum Tag : std::uint32_t {
-    tag_error = 0,
     tag_from = 0x30740051,
     tag_reply_to = 0x30740052,
     tag_return_receipt = 0x30740053,
@@ -28,14 +29,8 @@ enum Tag : std::uint32_t {
     tag_smtp_port = 0x30740055,
 };
 
-constexpr void* end_of_tuples = nullptr;
-
 // More servers than any service keeps: a walk that is longer goes in circles.
 constexpr int longest_walk = 1024;
-
-void print_tuple(std::uint32_t tag, const char* format, const char* value) {
-    cli_print(h, format, cli_tuple(tag, value), end_of_tuples);
-}
 
 template <std::size_t size>
 void print_field_unless_empty(std::uint32_t tag, const char* format, const char (&field)[size]) {
@@ -127,39 +122,26 @@ void write_server(const MailServerRecord& server) {
     }
 }
 
-bool ends_walk(ServiceStatus status) {
-    return status == code(Status::no_further_entry) || status == code(Status::distribution_off);
-}
-
-std::int32_t failed_generator(std::uint32_t result) {
-    return static_cast<std::int32_t>(result);
-}
-
-constexpr const char* configuration_cut_short = "the running configuration ends here";
-
 std::int32_t write_servers(CommandContext& ctx) {
-    const Operation operation =
-        print_running_config != 0 ? Operation::get_next : Operation::get_next_pending;
     MailServerRecord key{};
     for (int servers = 0; servers < longest_walk; ++servers) {
         Reply<MailServerRecord> reply;
-        const ServiceStatus status = reply.ask(Opcode::mail_server, operation, key, ctx);
+        const ServiceStatus status = reply.ask(Opcode::mail_server, get_next_operation(), key, ctx);
         if (ends_walk(status)) {
             return code(Status::ok);
         }
         if (status != code(Status::ok)) {
-            return failed_generator(report(status));
+            return generator_failure(status);
         }
         const MailServerRecord* server = reply.record();
         if (server == nullptr) {
-            return failed_generator(
-                report_incomplete(reply.length(), sizeof *server, configuration_cut_short));
+            return incomplete_for_generator(reply.length(), sizeof *server);
         }
         write_server(*server);
         std::memcpy(key.host, server->host, sizeof key.host);
     }
-    std::fprintf(stderr, "The list of mail servers has no end; %s\n", configuration_cut_short);
-    return failed_generator(failed);
+    std::fputs("The list of mail servers has no end; the running configuration ends here\n", stderr);
+    return failed;
 }
 
 }  // namespace
@@ -193,19 +175,17 @@ uint32_t callhome_show_emailconf(CommandContext* ctx) {
 
 int32_t callhome_emailconf_asciigen(CommandContext* ctx) {
     cmd_type = class_exec;
-    const Operation operation = print_running_config != 0 ? Operation::get : Operation::get_pending;
     MailSettingsRecord request{};
     Reply<MailSettingsRecord> reply;
-    const ServiceStatus status = reply.ask(Opcode::mail_settings, operation, request, *ctx);
+    const ServiceStatus status = reply.ask(Opcode::mail_settings, get_operation(), request, *ctx);
     if (status == code(Status::distribution_off)) {
         return status;
     }
     if (status != code(Status::ok)) {
-        return failed_generator(report(status));
+        return generator_failure(status);
     }
     if (reply.record() == nullptr) {
-        return failed_generator(
-            report_incomplete(reply.length(), sizeof *reply.record(), configuration_cut_short));
+        return incomplete_for_generator(reply.length(), sizeof *reply.record());
     }
     write_settings(*reply.record());
     return write_servers(*ctx);

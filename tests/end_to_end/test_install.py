@@ -31,6 +31,10 @@ void* cli_reply_handle_from_param(struct CommandContext* ctx) { (void)ctx; retur
 void* cli_tuple(uint32_t tag, const char* value) { (void)tag, (void)value; return 0; }
 int cli_print(void* handle, const char* format, ...) { (void)handle, (void)format; return 0; }
 int cli_print_send(void* handle) { (void)handle; return 0; }
+void cfgout_cmd_init(struct CommandContext *ctx) { (void)ctx; }
+int cfgout_start_stop_get(void) { return 0; }
+int cfgout_cmd_count_get(void) { return 0; }
+void cfgout_cmd_punch(void) {}
 int cfgout_buf_printf(const char* format, ...) { (void)format; return 0; }
 int vrf_api_init(void) { return 0; }
 uint32_t vrf_get_context_id(const char* name) { (void)name; return 0; }

@@ -52,7 +52,14 @@ void* cli_tuple(uint32_t tag, const char* value);
 int cli_print(void* handle, const char* format, ...);
 int cli_print_send(void* handle);
 
-/* Appends to the running configuration. */
+/* Running-configuration output. A generator's driver opens the output with cfgout_cmd_init. While
+ * cfgout_start_stop_get gives 1, the lines stand in a block of their own: its mode line is held back until
+ * the first of them, or until cfgout_cmd_punch. cfgout_cmd_count_get gives how many commands the block has
+ * so far. */
+void cfgout_cmd_init(struct CommandContext* request);
+int cfgout_start_stop_get(void);
+int cfgout_cmd_count_get(void);
+void cfgout_cmd_punch(void);
 int cfgout_buf_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 /* VRFs: 0 from vrf_api_init is success, 0 from vrf_get_context_id is "unknown". */

@@ -13,15 +13,27 @@ enum class Opcode : std::uint32_t {
     contact_field = 2155,        // one item of contact information, by its MIB name
     feature_state = 2156,        // the feature as a whole: on or off
     send_message = 2157,         // compose and send one message now
+    alert_group = 2162,          // alert groups that a destination profile subscribes to
+    software_inventory = 2172,   // walk: one installed piece of software a reply
+    duplicate_throttle = 2173,   // throttling of duplicate messages: on or off
+    periodic_inventory = 2175,   // inventory messages that are sent by themselves
+    distribution = 2177,         // distribution of the configuration: on or off
+    commit = 2179,               // ending the distribution session, and what came of it
+    clear_session = 2182,        // dropping a distribution session
+    user_command = 2185,         // commands whose output goes with an alert group's messages
     traps = 2188,                // the service's notification traps: on or off
     profile_url = 2190,          // HTTP URLs of a destination profile
     mail_server = 2193,          // the list of mail servers, tried by priority
+    http_vrf = 2194,             // the VRF that HTTP goes through
+    http_proxy = 2195,           // the proxy that HTTP goes through
+    data_privacy = 0x4C40D,      // how much identifying data messages carry
 
     // What the service has sent and has still to send. Only this service and its shell know these.
-    message_log = 0x4C480,   // walk: one recorded message a reply
-    delivery_log = 0x4C481,  // walk: one receiver of one message a reply
-    message_text = 0x4C482,  // get: a recorded message, as its receivers see it
-    post_alert = 0x4C483,    // set: an alert of the platform; the reply is its outcome as text
+    message_log = 0x4C480,    // walk: one recorded message a reply
+    delivery_log = 0x4C481,   // walk: one receiver of one message a reply
+    message_text = 0x4C482,   // get: a recorded message, as its receivers see it
+    post_alert = 0x4C483,     // set: an alert of the platform; the reply is its outcome as text
+    session_state = 0x4C484,  // get: who holds the distribution session, and how the last one ended
 };
 
 enum class Operation : std::uint32_t {

@@ -66,7 +66,8 @@ void ch_msg_byteorder_convert(uint32_t opcode, void* record) {
         platform().last_handed_over = copy_of(record, length);
     }
     note((is_reply ? "convert reply " : "convert request ") + std::to_string(opcode));
-    callhome::protocol::convert_byte_order({static_cast<std::byte*>(record), length}, exchange->request);
+    callhome::protocol::convert_byte_order({static_cast<std::byte*>(record), length},
+                                           is_reply ? exchange->reply : exchange->request);
 }
 
 ServiceStatus svc_request_response(uint32_t opcode, uint32_t operation, void* request, void** reply_slot,
@@ -143,6 +144,23 @@ int cli_print_send(void* handle) {
     EXPECT_EQ(handle, h) << "sent another handle";
     ++platform().sends;
     return 0;
+}
+
+void cfgout_cmd_init(CommandContext* request) {
+    note("cfgout init");
+    platform().configuration_request = request;
+}
+
+int cfgout_start_stop_get(void) {
+    return platform().frames_configuration ? 1 : 0;
+}
+
+int cfgout_cmd_count_get(void) {
+    return static_cast<int>(platform().configuration_lines.size());
+}
+
+void cfgout_cmd_punch(void) {
+    note("cfgout punch");
 }
 
 int cfgout_buf_printf(const char* format, ...) {

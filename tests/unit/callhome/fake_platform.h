@@ -73,6 +73,8 @@ struct Platform {
     int sends = 0;
 
     std::vector<std::string> configuration_lines;
+    const void* configuration_request = nullptr;  // given to cfgout_cmd_init
+    bool frames_configuration = false;            // result of cfgout_start_stop_get
 
     int vrf_init_result = 0;
     std::map<std::string, std::uint32_t> vrfs;
