@@ -76,16 +76,7 @@ std::uint32_t set_system_contact(Session&, const ParsedCommand& command) {
 }
 
 std::string time_text(std::uint32_t seconds) {
-    if (seconds == 0) {
-        return "-";
-    }
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    constexpr std::size_t longest_time = 32;
-    std::array<char, longest_time> text{};
-    localtime_r(&time, &parts);
-    const std::size_t length = std::strftime(text.data(), text.size(), "%F %T", &parts);
-    return {text.data(), length};
+    return seconds == 0 ? "-" : platform::local_time_text(seconds);
 }
 
 std::string state_of(const platform::MessageRow& row) {
