@@ -51,9 +51,7 @@ class Collector {
     void take_line() {
         const std::string line = std::exchange(partial_line_, {});
         if (!line.empty()) {
-            if (on_line_) {
-                on_line_(line);
-            }
+            on_line_(line);
             order_.take(line);
         }
     }
@@ -68,9 +66,13 @@ class BlockWriter {
  public:
     explicit BlockWriter(const ConfigurationBlock& block)
         : block_(block),
-          lines_([this](std::string_view line) { show(line); },
-                 block.is_distributed ? TypingOrder::Distribution::on : TypingOrder::Distribution::off,
-                 block.on_line) {}
+          lines_(
+              [this](std::string_view line) {
+                  tell(line);  // also of lines that were added
+                  show(line);
+              },
+              block.is_distributed ? TypingOrder::Distribution::on : TypingOrder::Distribution::off,
+              [this](std::string_view line) { tell(line); }) {}
 
     void take(std::string_view text) { lines_.take(text); }
 
@@ -97,6 +99,12 @@ class BlockWriter {
     bool driver_has_ended() const { return driver_has_ended_; }
 
  private:
+    void tell(std::string_view line) const {
+        if (block_.on_line) {
+            block_.on_line(line);
+        }
+    }
+
     void show(std::string_view line) {
         show_mode_line();
         show_line(block_.level, line);
@@ -180,7 +188,7 @@ bool write_configuration_block(const ConfigurationBlock& settings, const std::fu
 CollectedConfiguration collect_configuration(const std::function<void()>& generate) {
     CollectedConfiguration collected;
     Collector lines([&](std::string_view line) { collected.lines.emplace_back(line); },
-                    TypingOrder::Distribution::off, {});
+                    TypingOrder::Distribution::off, [](std::string_view) {});
     (void)std::fflush(stdout);
     const MemoryStream printed;
     {

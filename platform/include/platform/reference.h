@@ -72,7 +72,7 @@ struct ConfigurationBlock {
     bool is_distributed = false;  // distribution is on
     // The library's mark that there is something to commit; null for none.
     const std::uint32_t* data_present = nullptr;
-    // Is told each line of a generator.
+    // Is told each line, as soon as it is known and again when it is shown.
     std::function<void(std::string_view line)> on_line;
     // Is asked once, when the driver has written all its lines, for lines to show behind them.
     std::function<void(const std::function<void(std::string_view line)>& show)> last_lines;

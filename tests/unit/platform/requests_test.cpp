@@ -365,7 +365,7 @@ TEST_F(RequestsTest, ALockedSessionIsSomebodys) {
         peer.reply(request, in_transport_order(session_of("ad\x1b[31ma")));
     });
     EXPECT_EQ(std::string(::sys_err_to_str(session_locked)),
-              "The distribution session is locked by ad\\x1B[31ma since " + local_time_text(172'800) +
+              "The distribution session is locked by ad\\x1b[31ma since " + local_time_text(172'800) +
                   "; wait until it is committed, or drop it with \"clear callhome session\"");
 }
 
