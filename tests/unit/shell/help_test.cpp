@@ -106,7 +106,8 @@ TEST_P(QuestionMark, BelongsToAValueOnlyDirectlyAfterOne) {
 
 constexpr InsideValue insides[] = {
     {"site-id what", true},
-    {"site-id what ", false},
+    {"site-id what ", true},
+    {"site-id what now ", true},
     {"site-id ", false},
     {"site-id", false},
     {"destination-profile noc http http://example.org/in", true},
