@@ -39,8 +39,8 @@ TEST_P(HelpAt, ListsWhatMayStandThere) {
 }
 
 constexpr Place places[] = {
-    {"exec", "", "configure|callhome|show|exit|quit|end|help"},
-    {"exec", "c", "configure|callhome"},
+    {"exec", "", "configure|callhome|show|clear|exit|quit|end|help"},
+    {"exec", "c", "configure|callhome|clear"},
     {"exec", "callhome ", "test|send"},
     {"exec", "callhome test ", "inventory|sup-failure <cr>"},
     {"exec", "callhome test i", "inventory"},
