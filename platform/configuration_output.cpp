@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -5,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/command_output.h"
 #include "platform/interface.h"
 #include "platform/reference.h"
 #include "typing_order.h"
@@ -18,12 +20,6 @@ constexpr int failed = -1;
 struct Released {
     void operator()(char* text) const { std::free(text); }
 };
-
-void show_line(std::size_t level, std::string_view line) {
-    std::printf("%*s", static_cast<int>(level * indentation_width), "");
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::putchar('\n');
-}
 
 // Takes what generators write, cuts it into lines, and hands them on in an order in which they can be
 // typed. The empty lines that some generators put between their parts are no commands: they are dropped.
@@ -91,7 +87,7 @@ class BlockWriter {
 
     void show_mode_line() {
         if (!std::exchange(mode_line_is_shown_, true)) {
-            show_line(block_.level - 1, block_.mode_line);
+            show_configuration_line(block_.mode_line, block_.level - 1);
         }
     }
 
@@ -107,7 +103,7 @@ class BlockWriter {
 
     void show(std::string_view line) {
         show_mode_line();
-        show_line(block_.level, line);
+        show_configuration_line(line, block_.level);
         ++commands_;
     }
 
@@ -164,6 +160,25 @@ class MemoryStream {
     std::FILE* stream_;
 };
 
+// In a document: the lines of a text, without the empty ones that only separate.
+void document_lines(std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        if (const std::size_t begin = line.find_first_not_of(' '); begin != std::string_view::npos) {
+            show_configuration_line(line.substr(begin));
+        }
+    }
+}
+
+void write_unframed(std::string_view text) {
+    if (is_output_structured()) {
+        document_lines(text);
+    } else {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+    }
+}
+
 void take(std::string_view text) {
     if (block != nullptr) {
         block->take(text);
@@ -171,17 +186,39 @@ void take(std::string_view text) {
         collector->take(text);
     } else {
         ++unframed_commands;
-        std::fwrite(text.data(), 1, text.size(), stdout);
+        write_unframed(text);
     }
 }
 
 }  // namespace
 
+void show_configuration_line(std::string_view line, std::size_t level) {
+    if (is_output_structured()) {
+        set_value(configuration_lines, std::string(line));
+        return;
+    }
+    std::printf("%*s", static_cast<int>(level * indentation_width), "");
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::putchar('\n');
+}
+
 bool write_configuration_block(const ConfigurationBlock& settings, const std::function<void()>& generate) {
     BlockWriter writer(settings);
     const Replaced active(block, &writer);
-    generate();
+    if (!is_output_structured()) {
+        generate();
+        writer.finish();
+        return writer.driver_has_ended();
+    }
+    // The driver's own "commit" is a line of the configuration like the others.
+    (void)std::fflush(stdout);
+    const MemoryStream printed;
+    {
+        const Replaced output(stdout, printed.stream());
+        generate();
+    }
     writer.finish();
+    document_lines(printed.text());
     return writer.driver_has_ended();
 }
 
