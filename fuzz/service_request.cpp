@@ -218,11 +218,26 @@ Bytes frame(std::uint32_t opcode, std::uint32_t operation, std::span<const std::
 
 // New opcodes go to the end: the corpus counts on the places of the others.
 constexpr std::array opcodes{
-    protocol::Opcode::mail_settings, protocol::Opcode::profile_email, protocol::Opcode::destination_profile,
-    protocol::Opcode::contact_field, protocol::Opcode::feature_state, protocol::Opcode::send_message,
-    protocol::Opcode::traps,         protocol::Opcode::profile_url,   protocol::Opcode::mail_server,
-    protocol::Opcode::message_log,   protocol::Opcode::delivery_log,  protocol::Opcode::message_text,
+    protocol::Opcode::mail_settings,
+    protocol::Opcode::profile_email,
+    protocol::Opcode::destination_profile,
+    protocol::Opcode::contact_field,
+    protocol::Opcode::feature_state,
+    protocol::Opcode::send_message,
+    protocol::Opcode::traps,
+    protocol::Opcode::profile_url,
+    protocol::Opcode::mail_server,
+    protocol::Opcode::message_log,
+    protocol::Opcode::delivery_log,
+    protocol::Opcode::message_text,
     protocol::Opcode::post_alert,
+    protocol::Opcode::alert_group,
+    protocol::Opcode::user_command,
+    protocol::Opcode::duplicate_throttle,
+    protocol::Opcode::periodic_inventory,
+    protocol::Opcode::data_privacy,
+    protocol::Opcode::http_vrf,
+    protocol::Opcode::http_proxy,
 };
 
 bool lists_every_opcode() {

@@ -35,12 +35,14 @@ class Caller {
 
 struct Call {
     Store& store;
+    ConfigurationCopy& copy;  // of the shared configuration: what this request reads or changes
     MessageService& messages;
     Caller& caller;
     std::span<const std::byte> record;  // of the length and with the terminators of its layout, host order
     Reply& reply;
 
     const Configuration& configuration() const { return store.configuration(); }
+    const SharedConfiguration& shared() const { return copy.configuration(); }
 };
 
 // The status of the request; nothing when Caller::answer_later was used and the answer is on its way.
