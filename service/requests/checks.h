@@ -10,8 +10,8 @@ namespace callhome::service {
 bool is_line(std::string_view text);  // may be empty, may hold blanks, but not at its ends
 bool is_word(std::string_view text);  // not empty, no blanks
 bool is_name(std::string_view text);  // a word of printable characters only
-bool is_email_address(
-    std::string_view text);               // a word with text on both sides of its one '@', without quotes
+// A word without quotes, with text on both sides of its one '@'.
+bool is_email_address(std::string_view text);
 bool is_url(std::string_view text);       // a word: http:// or https:// and a host
 bool is_host(std::string_view text);      // an IPv4 address, an IPv6 address or a host name
 bool is_vrf_name(std::string_view text);  // a word, and not too long to be typed

@@ -6,6 +6,7 @@
 #include "protocol/records/alert_group.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/destination_profile.h"
+#include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
 #include "protocol/records/http.h"
 #include "protocol/records/inventory.h"
@@ -73,6 +74,14 @@ Outcome set_periodic_inventory(Call& call, const protocol::PeriodicInventoryReco
 // privacy.cpp
 Outcome get_privacy(Call& call, const protocol::PrivacyRecord& record);
 Outcome set_privacy(Call& call, const protocol::PrivacyRecord& record);
+
+// distribution.cpp
+Outcome get_distribution(Call& call, const protocol::DistributionRecord& record);
+Outcome set_distribution(Call& call, const protocol::DistributionRecord& record);
+Outcome get_commit_result(Call& call, const protocol::CommitRecord& record);
+Outcome end_session(Call& call, const protocol::CommitRecord& record);
+Outcome clear_session(Call& call, const protocol::ClearSessionRecord& record);
+Outcome get_session_state(Call& call, const protocol::SessionRecord& record);
 
 // messages.cpp
 Outcome send_message(Call& call, const protocol::SendMessageRecord& record);
