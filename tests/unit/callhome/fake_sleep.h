@@ -1,4 +1,4 @@
-// Stands before the C library's sleep: nobody waits, and what was asked for is kept.
+// Stands before the C library's sleep: the library does not wait, and what it asked for is kept.
 #pragma once
 
 #include <vector>
