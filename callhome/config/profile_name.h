@@ -1,4 +1,4 @@
-// How the commands about destination profiles name a profile.
+// How records and commands name the destination profiles.
 #pragma once
 
 #include <array>
@@ -9,15 +9,19 @@
 
 namespace callhome::library {
 
+inline constexpr const char* full_text_profile_name = "full_txt";
+inline constexpr const char* short_text_profile_name = "short_txt";
+inline constexpr const char* zuva_profile_name = "ZUVA-profile";
+
 struct BuiltInProfile {
     std::uint32_t keyword;
     const char* name;  // in records
 };
 
 inline constexpr std::array built_in_profiles{
-    BuiltInProfile{keyword_zuva_profile, "ZUVA-profile"},
-    BuiltInProfile{keyword_full_text_profile, "full_txt"},
-    BuiltInProfile{keyword_short_text_profile, "short_txt"},
+    BuiltInProfile{keyword_zuva_profile, zuva_profile_name},
+    BuiltInProfile{keyword_full_text_profile, full_text_profile_name},
+    BuiltInProfile{keyword_short_text_profile, short_text_profile_name},
 };
 
 // Puts the name into a record when the token names a profile.

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 #include "callhome/data.h"
 #include "frame/outcome.h"
@@ -34,6 +35,12 @@ inline std::int32_t generator_failure(ServiceStatus status) {
 // The same for an answer that ended before the record that is needed.
 inline std::int32_t incomplete_for_generator(std::uint32_t got, std::size_t needed) {
     return static_cast<std::int32_t>(report_incomplete(got, needed, "the running configuration ends here"));
+}
+
+// The same for a walk through a list that goes in circles.
+inline std::int32_t endless_for_generator(const char* list) {
+    std::fprintf(stderr, "The list of %s has no end; the running configuration ends here\n", list);
+    return static_cast<std::int32_t>(failed);
 }
 
 }  // namespace callhome::library

@@ -140,8 +140,7 @@ std::int32_t write_servers(CommandContext& ctx) {
         write_server(*server);
         std::memcpy(key.host, server->host, sizeof key.host);
     }
-    std::fputs("The list of mail servers has no end; the running configuration ends here\n", stderr);
-    return failed;
+    return endless_for_generator("mail servers");
 }
 
 }  // namespace
@@ -150,9 +149,7 @@ std::int32_t write_servers(CommandContext& ctx) {
 using namespace callhome::library;
 
 uint32_t callhome_show_emailconf(CommandContext* ctx) {
-    h = cli_reply_handle_from_param(ctx);
-    if (h == nullptr) {
-        std::printf("%s:%d cli_reply_handle_from_param failed\n", "callhome_show_emailconf", __LINE__);
+    if (!begin_output(*ctx, "callhome_show_emailconf", __LINE__)) {
         return failed;
     }
     if (ctx->active_sup != active) {

@@ -124,5 +124,7 @@ enum ActionKeyword : std::uint32_t {
 
 // CommandContext::command_id of the form that only creates a destination profile.
 inline constexpr std::uint32_t command_create_profile = 102;
+// CommandContext::command_id of the form that shows the destination profile that it names.
+inline constexpr std::uint32_t command_show_profile = 101;
 
 }  // namespace callhome::library

@@ -18,7 +18,7 @@ enum CommandClass : std::uint32_t {
 };
 
 // A reply of the service, released with its owner. What is read of it lies within the length that came.
-template <typename Record>
+template <typename Record, typename Request = Record>
 class Reply {
  public:
     Reply() = default;
@@ -27,7 +27,7 @@ class Reply {
     Reply& operator=(const Reply&) = delete;
 
     // Sends `request` and keeps what comes back in place of an earlier reply.
-    ServiceStatus ask(protocol::Opcode opcode, protocol::Operation operation, Record& request,
+    ServiceStatus ask(protocol::Opcode opcode, protocol::Operation operation, Request& request,
                       CommandContext& ctx) {
         std::free(data_);
         data_ = nullptr;
@@ -38,7 +38,7 @@ class Reply {
 
     // Asks for the pending copy first, and for the effective one when there is no pending copy. The
     // request stays as the first exchange has left it.
-    ServiceStatus look_up(protocol::Opcode opcode, Record& request, CommandContext& ctx) {
+    ServiceStatus look_up(protocol::Opcode opcode, Request& request, CommandContext& ctx) {
         const ServiceStatus status = ask(opcode, protocol::Operation::get_pending, request, ctx);
         return means_no_pending_copy(status) ? ask(opcode, protocol::Operation::get, request, ctx) : status;
     }

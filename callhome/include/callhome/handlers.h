@@ -60,12 +60,33 @@ uint32_t callhome_clear_session(struct CommandContext* ctx);
 
 /* Displays. */
 uint32_t callhome_show_emailconf(struct CommandContext* ctx);
+uint32_t callhome_show(struct CommandContext* ctx);
+uint32_t callhome_show_destprofile(struct CommandContext* ctx);
+uint32_t callhome_show_user_destprofile(struct CommandContext* ctx);
+uint32_t callhome_show_destprofile_fulltxt(struct CommandContext* ctx);
+uint32_t callhome_show_destprofile_shorttxt(struct CommandContext* ctx);
+uint32_t callhome_show_destprofile_xml(struct CommandContext* ctx);
 uint32_t callhome_show_sw_inventory(struct CommandContext* ctx);
 /* The result of print_user_def_cmds, below. */
 uint32_t callhome_show_user_def_cmds(struct CommandContext* ctx);
 
+/* Prints the item of callhome_info_table with this index to the handle `out`. `status` is what the request
+ * for it was answered with, `reply` the contact record of a success. */
+void callhome_show_table_info(uint32_t index, ServiceStatus status, void* out, const char* reply);
+
+/* The running configuration: all generators in order. The driver writes nothing while a message is being
+ * processed, adds a "commit" where it is needed, and always returns 0. print_calhome_config also writes
+ * user commands, and stops at the first generator that fails. */
+uint32_t callhome_asciigen(struct CommandContext* request);
+int32_t print_calhome_config(struct CommandContext* request);
+
 /* Generators of running-configuration text: 0, 1, or a status of the service passed through. */
 int32_t callhome_emailconf_asciigen(struct CommandContext* ctx);
+int32_t callhome_info_asciigen(struct CommandContext* ctx);
+int32_t callhome_asciigen_destprofile_xml(struct CommandContext* ctx);
+int32_t callhome_asciigen_destprofile_fulltxt(struct CommandContext* ctx);
+int32_t callhome_asciigen_destprofile_shorttxt(struct CommandContext* ctx);
+int32_t callhome_asciigen_destprofile(struct CommandContext* ctx);
 int32_t callhome_http_proxy_asciigen(struct CommandContext* ctx);
 int32_t callhome_http_vrf_asciigen(struct CommandContext* ctx);
 /* Any status but the end of the list is passed through, and nothing is said of it. */
