@@ -88,7 +88,8 @@ ServiceStatus svc_request_response(uint32_t opcode, uint32_t operation, void* re
         .timeout_seconds = timeout_seconds,
         .cmd_type = cmd_type,
     });
-    const Answer answer = next_answer();
+    const Answer answer =
+        platform().service ? platform().service(platform().exchanges.back()) : next_answer();
     if (answer.reply && reply_slot != nullptr) {
         hand_over_reply(*answer.reply, reply_slot, length_slot);
     }
@@ -156,20 +157,26 @@ int cfgout_start_stop_get(void) {
 }
 
 int cfgout_cmd_count_get(void) {
-    return static_cast<int>(platform().configuration_lines.size());
+    return platform().configuration_count.value_or(static_cast<int>(platform().configuration_lines.size()));
 }
 
 void cfgout_cmd_punch(void) {
     note("cfgout punch");
+    if (platform().shows_configuration) {
+        std::puts("mode line");
+    }
 }
 
 int cfgout_buf_printf(const char* format, ...) {
-    std::array<char, 1024> line{};
+    std::array<char, 4096> line{};
     va_list list;
     va_start(list, format);
     const int length = std::vsnprintf(line.data(), line.size(), format, list);
     va_end(list);
     platform().configuration_lines.emplace_back(line.data());
+    if (platform().shows_configuration) {
+        std::fputs(line.data(), stdout);
+    }
     return length;
 }
 

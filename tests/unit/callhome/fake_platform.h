@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <span>
@@ -64,6 +65,7 @@ struct PostedAlert {
 struct Platform {
     std::vector<std::string> calls;  // every call in order, in a short notation
     std::deque<Answer> answers;      // for the exchanges to come; after the last one: status 0, no reply
+    std::function<Answer(const Exchange&)> service;  // answers in place of `answers`
     std::vector<Exchange> exchanges;
 
     // Structured output: "FORMAT|TAG=VALUE" for each cli_print.
@@ -75,6 +77,9 @@ struct Platform {
     std::vector<std::string> configuration_lines;
     const void* configuration_request = nullptr;  // given to cfgout_cmd_init
     bool frames_configuration = false;            // result of cfgout_start_stop_get
+    std::optional<int> configuration_count;       // of cfgout_cmd_count_get, if not the number of lines
+    // The lines and the mode line of the block go to standard output, as they do on a terminal.
+    bool shows_configuration = false;
 
     int vrf_init_result = 0;
     std::map<std::string, std::uint32_t> vrfs;
