@@ -135,7 +135,7 @@ class RunningConfig(EndToEnd):
         child.expect_exact("sw# ")
         sender = threading.Thread(target=self.send_all, args=(child, text + "\rshow version\r"))
         sender.start()
-        child.expect(r"\ncallhome \d+\.")
+        child.expect(r"callhome \d+\.\d")
         sender.join(LIMIT)
 
     @staticmethod
