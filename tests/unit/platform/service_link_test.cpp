@@ -46,7 +46,7 @@ class ServiceLinkTest : public testing::Test {
         }
     }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     std::filesystem::path socket_ = folder_.path() / "socket";
 };
 

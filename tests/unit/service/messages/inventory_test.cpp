@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include "temporary_folder.h"
 
@@ -14,14 +13,10 @@ using namespace std::string_literals;
 
 class Inventory : public testing::Test {
  protected:
-    void file(const std::string& name, const std::string& text) {
-        const auto path = folder_.path() / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << text;
-    }
+    void file(const std::string& name, const std::string& text) { folder_.write(name, text); }
     SystemInventory read() { return read_system_inventory(folder_.path()); }
 
-    tests::TemporaryFolder folder_;
+    TemporaryFolder folder_;
 };
 
 TEST_F(Inventory, ComesFromTheFirmwareTables) {
