@@ -80,7 +80,7 @@ class World final : public ConnectionHost {
     World(Storage& storage, unsigned flags)
         : is_refused_((flags & refused_client) != 0),
           messages_(io_, storage.database, storage.store.configuration(), {}),
-          dispatcher_(storage.store, messages_) {
+          dispatcher_(storage.store, messages_, software()) {
         int ends[2];
         require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "sockets can be made");
         client_ = ends[1];
@@ -144,6 +144,12 @@ class World final : public ConnectionHost {
         io_.poll();
     }
 
+    // What is installed is no part of the input: one list does for all.
+    static SoftwareInventory& software() {
+        static SoftwareInventory installed;
+        return installed;
+    }
+
     static void lay_down_messages(unsigned flags) {
         FakeMessages& fake = fake_messages();
         if ((flags & message_answered_at_once) != 0) {
@@ -196,7 +202,10 @@ class World final : public ConnectionHost {
             exchange->opcode == protocol::Opcode::send_message) {
             return;
         }
-        require(protocol::why_invalid(body, exchange->reply) == nullptr, "a reply is its opcode's record");
+        const std::size_t record = std::min(body.size(), exchange->reply.size);
+        require(protocol::why_invalid(body.first(record), exchange->reply) == nullptr,
+                "a reply is its opcode's record");
+        require(body.size() - record <= exchange->behind_reply, "no more stands behind it than may");
     }
 
     const bool is_refused_;
@@ -218,11 +227,20 @@ Bytes frame(std::uint32_t opcode, std::uint32_t operation, std::span<const std::
 
 // New opcodes go to the end: the corpus counts on the places of the others.
 constexpr std::array opcodes{
-    protocol::Opcode::mail_settings, protocol::Opcode::profile_email, protocol::Opcode::destination_profile,
-    protocol::Opcode::contact_field, protocol::Opcode::feature_state, protocol::Opcode::send_message,
-    protocol::Opcode::traps,         protocol::Opcode::profile_url,   protocol::Opcode::mail_server,
-    protocol::Opcode::message_log,   protocol::Opcode::delivery_log,  protocol::Opcode::message_text,
+    protocol::Opcode::mail_settings,
+    protocol::Opcode::profile_email,
+    protocol::Opcode::destination_profile,
+    protocol::Opcode::contact_field,
+    protocol::Opcode::feature_state,
+    protocol::Opcode::send_message,
+    protocol::Opcode::traps,
+    protocol::Opcode::profile_url,
+    protocol::Opcode::mail_server,
+    protocol::Opcode::message_log,
+    protocol::Opcode::delivery_log,
+    protocol::Opcode::message_text,
     protocol::Opcode::post_alert,
+    protocol::Opcode::software_inventory,
 };
 
 bool lists_every_opcode() {

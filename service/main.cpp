@@ -70,7 +70,8 @@ void serve(const Options& options) {
     asio::signal_set signals(io, SIGTERM, SIGINT, SIGHUP);
     end_on_signals(signals, io);
     MessageService messages(io, database, store.configuration(), options.delivery);
-    Dispatcher dispatcher(store, messages);
+    SoftwareInventory software;
+    Dispatcher dispatcher(store, messages, software);
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {

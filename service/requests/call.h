@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "inventory/software.h"
 #include "messages/message_service.h"
 #include "protocol/status.h"
 #include "requests/reply.h"
@@ -36,6 +37,7 @@ class Caller {
 struct Call {
     Store& store;
     MessageService& messages;
+    SoftwareInventory& software;
     Caller& caller;
     std::span<const std::byte> record;  // of the length and with the terminators of its layout, host order
     Reply& reply;

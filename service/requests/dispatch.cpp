@@ -95,6 +95,8 @@ constexpr std::array rows{
     pending(Opcode::mail_server, Operation::get_pending),
     pending(Opcode::mail_server, Operation::get_next_pending),
 
+    reads<get_next_software>(Opcode::software_inventory, Operation::get_next),
+
     reads<get_next_message>(Opcode::message_log, Operation::get_next),
     reads<get_next_delivery>(Opcode::delivery_log, Operation::get_next),
     reads<get_message_text>(Opcode::message_text, Operation::get),
@@ -139,7 +141,7 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
         return Status::permission_denied;
     }
     protocol::convert_byte_order(body, exchange->request);
-    Call call{store_, messages_, caller, body, reply};
+    Call call{store_, messages_, software_, caller, body, reply};
     try {
         return row->function(call);
     } catch (const SQLite::Exception& error) {

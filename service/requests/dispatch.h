@@ -33,7 +33,8 @@ inline constexpr std::size_t longest_record = 2628;  // bytes
 
 class Dispatcher {
  public:
-    Dispatcher(Store& store, MessageService& messages) : store_(store), messages_(messages) {}
+    Dispatcher(Store& store, MessageService& messages, SoftwareInventory& software)
+        : store_(store), messages_(messages), software_(software) {}
 
     // `body` is the frame's, in the transport's byte order; it is turned into host order in place.
     // `reply` holds the answer's body in host order afterwards.
@@ -43,6 +44,7 @@ class Dispatcher {
  private:
     Store& store_;
     MessageService& messages_;
+    SoftwareInventory& software_;
 };
 
 }  // namespace callhome::service

@@ -6,6 +6,7 @@
 #include "protocol/records/contact.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/feature.h"
+#include "protocol/records/inventory.h"
 #include "protocol/records/mail.h"
 #include "protocol/records/message.h"
 #include "requests/call.h"
@@ -43,6 +44,9 @@ Outcome get_mail_server(Call& call, const protocol::MailServerRecord& record);
 Outcome get_next_mail_server(Call& call, const protocol::MailServerRecord& record);
 Outcome set_mail_server(Call& call, const protocol::MailServerRecord& record);
 Outcome remove_mail_server(Call& call, const protocol::MailServerRecord& record);
+
+// software.cpp
+Outcome get_next_software(Call& call, const protocol::SoftwareRecord& record);
 
 // messages.cpp
 Outcome send_message(Call& call, const protocol::SendMessageRecord& record);

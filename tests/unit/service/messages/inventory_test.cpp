@@ -62,7 +62,7 @@ TEST_F(Inventory, ReadsHowTheSystemFares) {
     file("proc/meminfo", "MemTotal:       2048 kB\nMemFree: 7 kB\nMemAvailable:    1024 kB\n");
     file("proc/loadavg", "0.10 0.20 0.30 1/2 3\n");
     file("var/lib/dpkg/status",
-         "Package: a\nStatus: install ok installed\n\nPackage: b\nStatus: deinstall ok\n");
+         "Package: a\nStatus: install ok installed\n\nPackage: b\nStatus: deinstall ok config-files\n");
     const SystemInventory inventory = read();
     EXPECT_EQ(inventory.operating_system, "An operating system");
     EXPECT_EQ(inventory.processor, "A processor");

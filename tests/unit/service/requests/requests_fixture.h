@@ -90,7 +90,8 @@ class RequestsTest : public testing::Test {
     Store store{database};
     asio::io_context io;
     MessageService messages{io, database, store.configuration(), {}};
-    Dispatcher dispatcher{store, messages};
+    SoftwareInventory software{folder.path()};
+    Dispatcher dispatcher{store, messages, software};
     FakeCaller caller;
     Reply reply;
 };

@@ -92,7 +92,8 @@ class RunningServer {
     Store store_{database_};
     asio::io_context io_{1};
     MessageService messages_{io_, database_, store_.configuration(), {}};
-    Dispatcher dispatcher_{store_, messages_};
+    SoftwareInventory software_{folder_.path()};
+    Dispatcher dispatcher_{store_, messages_, software_};
     Listener listener_;
     Server server_;
     int times_empty_ = 0;
