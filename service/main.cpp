@@ -16,6 +16,7 @@
 
 #include "log.h"
 #include "messages/message_service.h"
+#include "messages/periodic_inventory.h"
 #include "options.h"
 #include "requests/dispatch.h"
 #include "server/idle_watch.h"
@@ -72,6 +73,8 @@ void serve(const Options& options) {
     MessageService messages(io, database, store.configuration(), options.delivery);
     SoftwareInventory software;
     Dispatcher dispatcher(store, messages, software);
+    InventoryTimer inventory(io, database, store.configuration(), messages, options.delivery);
+    dispatcher.when_changed([&inventory] { inventory.settings_may_have_changed(); });
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
@@ -80,8 +83,10 @@ void serve(const Options& options) {
     std::optional<IdleWatch> idle;
     if (options.exit_when_idle) {
         idle.emplace(io, IdleTimes{},
-                     IdleWatch::Questions{.has_clients = [&server] { return server.has_clients(); },
-                                          .is_busy = [&messages] { return messages.busy_soon(); }},
+                     IdleWatch::Questions{
+                         .has_clients = [&server] { return server.has_clients(); },
+                         .is_busy = [&messages,
+                                     &inventory] { return messages.busy_soon() || inventory.due_soon(); }},
                      [&io] {
                          spdlog::info("ending: no client is left and no message is due");
                          io.stop();

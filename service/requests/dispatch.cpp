@@ -143,7 +143,11 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
     protocol::convert_byte_order(body, exchange->request);
     Call call{store_, messages_, software_, caller, body, reply};
     try {
-        return row->function(call);
+        const Outcome outcome = row->function(call);
+        if (row->access == Access::change && outcome == Status::ok && changed_) {
+            changed_();
+        }
+        return outcome;
     } catch (const SQLite::Exception& error) {
         spdlog::error("a change was not made because it could not be stored: {} (SQLite error {})",
                       error.what(), error.getExtendedErrorCode());

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <span>
+#include <utility>
 
 #include "protocol/frame.h"
 #include "requests/call.h"
@@ -36,6 +38,9 @@ class Dispatcher {
     Dispatcher(Store& store, MessageService& messages, SoftwareInventory& software)
         : store_(store), messages_(messages), software_(software) {}
 
+    // `changed` is called after each request that has changed something.
+    void when_changed(std::function<void()> changed) { changed_ = std::move(changed); }
+
     // `body` is the frame's, in the transport's byte order; it is turned into host order in place.
     // `reply` holds the answer's body in host order afterwards.
     Outcome handle(const protocol::FrameHeader& header, std::span<std::byte> body, Caller& caller,
@@ -45,6 +50,7 @@ class Dispatcher {
     Store& store_;
     MessageService& messages_;
     SoftwareInventory& software_;
+    std::function<void()> changed_;
 };
 
 }  // namespace callhome::service

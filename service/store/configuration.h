@@ -53,6 +53,24 @@ struct MailServer {
     std::uint32_t vrf_id = 0;
 };
 
+struct HttpProxy {
+    std::string server;  // empty for none
+    protocol::AddressType address_type = protocol::AddressType::unknown;
+    std::uint32_t port = 8080;
+    bool enabled = false;
+};
+
+struct HttpSettings {
+    HttpProxy proxy;
+    std::string vrf_name;  // empty for the default VRF
+};
+
+struct PeriodicInventory {
+    bool notification = false;        // whether inventory messages are sent by themselves
+    std::uint32_t time_period = 7;    // days
+    std::uint32_t time_of_day = 480;  // minutes after midnight
+};
+
 struct Configuration {
     bool enabled = false;
     bool traps_enabled = false;
@@ -61,6 +79,8 @@ struct Configuration {
     std::vector<Profile> profiles;
     MailSettings mail;
     std::vector<MailServer> mail_servers;  // by host
+    HttpSettings http;
+    PeriodicInventory periodic_inventory;
 };
 
 }  // namespace callhome::service
