@@ -240,6 +240,13 @@ constexpr std::array opcodes{
     protocol::Opcode::delivery_log,
     protocol::Opcode::message_text,
     protocol::Opcode::post_alert,
+    protocol::Opcode::alert_group,
+    protocol::Opcode::user_command,
+    protocol::Opcode::duplicate_throttle,
+    protocol::Opcode::periodic_inventory,
+    protocol::Opcode::data_privacy,
+    protocol::Opcode::http_vrf,
+    protocol::Opcode::http_proxy,
     protocol::Opcode::software_inventory,
 };
 

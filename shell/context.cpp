@@ -36,6 +36,7 @@ HandlerContext::HandlerContext(const ParsedCommand& command, bool active_supervi
         values_.push_back(token.value.value);
         records_[index].keyword_id = token.keyword_id;
         records_[index].value_type = token.value.value_type;
+        records_[index].value_kind = token.value.value_kind;
         records_[index].value = address_of(values_.back());
         context_.tokens[index + 1] = &records_[index];
     }

@@ -21,8 +21,8 @@ struct KindName {
 constexpr std::array kind_names{
     KindName{ValueKind::text, "text"},   KindName{ValueKind::word, "word"},
     KindName{ValueKind::email, "email"}, KindName{ValueKind::url, "url"},
-    KindName{ValueKind::host, "host"},   KindName{ValueKind::u32, "u32"},
-    KindName{ValueKind::u8, "u8"},
+    KindName{ValueKind::host, "host"},   KindName{ValueKind::host_text, "host-text"},
+    KindName{ValueKind::u32, "u32"},     KindName{ValueKind::u8, "u8"},
 };
 
 bool is_letter_or_digit(char character) {
@@ -142,13 +142,13 @@ std::optional<CheckedValue> check_host(std::string_view typed) {
     const std::string host(typed);
     AddressBlock block{};
     if (inet_pton(AF_INET, host.c_str(), block.data() + address_offset) == 1) {
-        return CheckedValue{block, CALLHOME_VALUE_IPV4};
+        return CheckedValue{block, CALLHOME_VALUE_IPV4, 0};
     }
     if (inet_pton(AF_INET6, host.c_str(), block.data() + address_offset) == 1) {
-        return CheckedValue{block, CALLHOME_VALUE_IPV6};
+        return CheckedValue{block, CALLHOME_VALUE_IPV6, 0};
     }
     if (is_host_name(typed)) {
-        return CheckedValue{host, CALLHOME_VALUE_HOST_NAME};
+        return CheckedValue{host, CALLHOME_VALUE_HOST_NAME, 0};
     }
     return std::nullopt;
 }
@@ -161,9 +161,9 @@ std::optional<CheckedValue> check_number(ValueKind kind, Range range, std::strin
         return std::nullopt;
     }
     if (kind == ValueKind::u8) {
-        return CheckedValue{static_cast<std::uint8_t>(*number), 0};
+        return CheckedValue{static_cast<std::uint8_t>(*number)};
     }
-    return CheckedValue{*number, 0};
+    return CheckedValue{*number};
 }
 
 }  // namespace
@@ -198,12 +198,13 @@ std::optional<CheckedValue> check_value(ValueKind kind, Range range, std::string
         why_not = "is not an address that begins with http:// or https://";
         return std::nullopt;
     }
-    if (kind == ValueKind::host) {
+    if (kind == ValueKind::host || kind == ValueKind::host_text) {
         std::optional<CheckedValue> host = check_host(typed);
         if (!host) {
             why_not = "is not an IPv4 address, an IPv6 address or a host name";
+            return std::nullopt;
         }
-        return host;
+        return kind == ValueKind::host ? host : CheckedValue{std::string(typed), 0, host->value_type};
     }
     if (typed.find('\t') != std::string_view::npos) {
         why_not = "holds a tab";
@@ -213,7 +214,7 @@ std::optional<CheckedValue> check_value(ValueKind kind, Range range, std::string
         why_not = "is shorter than " + std::to_string(range.least) + " bytes";
         return std::nullopt;
     }
-    return CheckedValue{std::string(typed), 0};
+    return CheckedValue{std::string(typed)};
 }
 
 bool is_utf8(std::string_view text) {

@@ -10,7 +10,8 @@
 
 namespace callhome::shell {
 
-enum class ValueKind : std::uint8_t { text, word, email, url, host, u32, u8 };
+// A host is handed over as its address where it is one, a host_text as it was typed.
+enum class ValueKind : std::uint8_t { text, word, email, url, host, host_text, u32, u8 };
 
 // A number's range, or a text's length in bytes; both ends belong to it.
 struct Range {
@@ -25,7 +26,8 @@ using Value = std::variant<std::string, std::uint32_t, std::uint8_t, AddressBloc
 
 struct CheckedValue {
     Value value;
-    std::uint32_t value_type = 0;  // form of an address, 0 for everything else
+    std::uint32_t value_type = 0;  // form of a host, 0 for everything else
+    std::uint32_t value_kind = 0;  // form of a host_text, 0 for everything else
 };
 
 // The name of a kind in the grammar, and back.

@@ -51,7 +51,7 @@ void write_address(Host& host, const HostForm& form, const void* block) {
 HostToken take_host(Host& host, const TokenRecord& token) {
     const HostForm* form = form_of(token);
     if (form == nullptr) {
-        std::fputs("Invalid host address", stderr);
+        say_invalid_host();
         return HostToken::refused;
     }
     if (token.value == nullptr) {
@@ -66,8 +66,12 @@ HostToken take_host(Host& host, const TokenRecord& token) {
     return HostToken::taken;
 }
 
-void warn_of_port(std::uint32_t port) {
-    if (port != standard_mail_port) {
+void say_invalid_host() {
+    std::fputs("Invalid host address", stderr);
+}
+
+void warn_of_port(std::uint32_t port, std::uint32_t standard_port) {
+    if (port != standard_port) {
         std::puts(
             "Warning: Non standard destination port. Return traffic for this service is subject to "
             "class-default CoPP class and leads to little to no connectivity");

@@ -1,4 +1,4 @@
-// What the commands about e-mail transport have in common: the server, its port and its VRF.
+// What the commands about transport have in common: the server, its port and its VRF.
 #pragma once
 
 #include <optional>
@@ -26,8 +26,11 @@ enum class HostToken {
 // Turns the value of a host token into text.
 HostToken take_host(Host& host, const TokenRecord& token);
 
+// Says that a server is neither an address nor a host name.
+void say_invalid_host();
+
 // Warns of a port that is set to other than the standard one.
-void warn_of_port(std::uint32_t port);
+void warn_of_port(std::uint32_t port, std::uint32_t standard_port = standard_mail_port);
 
 // The context id of a VRF; nothing when the name is null or unknown.
 std::optional<std::uint32_t> vrf_context(const char* name);

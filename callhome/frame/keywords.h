@@ -61,6 +61,60 @@ enum ProfileKeyword : std::uint32_t {
     keyword_transport_http = 96,
 };
 
+// One for each alert group.
+enum AlertGroupKeyword : std::uint32_t {
+    keyword_group_system = 28,
+    keyword_group_environmental = 29,
+    keyword_group_linecard_hardware = 30,
+    keyword_group_supervisor_hardware = 31,
+    keyword_group_inventory = 32,
+    keyword_group_test = 33,
+    keyword_group_all = 34,
+    keyword_group_obx = 36,
+    keyword_group_zuva_tac = 37,
+    keyword_group_license = 38,
+    keyword_group_configuration = 39,
+    keyword_group_syslog_group_port = 40,
+    keyword_group_diagnostic = 63,
+    keyword_group_life_cycle = 68,
+    keyword_group_rmon = 82,
+    keyword_group_pelago = 83,
+    keyword_group_crash = 103,
+};
+
+enum UserCommandKeyword : std::uint32_t {
+    keyword_user_command = 58,
+};
+
+enum HttpKeyword : std::uint32_t {
+    keyword_http_vrf_name = 84,
+    keyword_proxy_enable = 98,
+    keyword_proxy_server = 99,  // text in every form
+    keyword_proxy_port = 100,   // 32-bit integer
+};
+
+enum InventoryKeyword : std::uint32_t {
+    keyword_inventory_notification = 44,
+    keyword_inventory_period = 45,       // 32-bit integer
+    keyword_inventory_time_of_day = 62,  // text
+};
+
+enum ThrottleKeyword : std::uint32_t {
+    keyword_duplicate_throttle = 42,
+};
+
+enum PrivacyKeyword : std::uint32_t {
+    keyword_privacy_normal = 111,
+    keyword_privacy_high = 112,
+};
+
+enum DistributionKeyword : std::uint32_t {
+    keyword_distribute = 47,
+    keyword_commit = 49,
+    keyword_discard = 50,
+    keyword_clear_session = 52,
+};
+
 enum ActionKeyword : std::uint32_t {
     keyword_obx_second_parameter = 65,
     keyword_obx_first_parameter = 66,

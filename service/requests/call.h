@@ -36,6 +36,7 @@ class Caller {
 
 struct Call {
     Store& store;
+    ConfigurationCopy& copy;  // of the shared configuration: what this request reads or changes
     MessageService& messages;
     SoftwareInventory& software;
     Caller& caller;
@@ -43,6 +44,7 @@ struct Call {
     Reply& reply;
 
     const Configuration& configuration() const { return store.configuration(); }
+    const SharedConfiguration& shared() const { return copy.configuration(); }
 };
 
 // The status of the request; nothing when Caller::answer_later was used and the answer is on its way.

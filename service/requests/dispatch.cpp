@@ -78,7 +78,28 @@ constexpr std::array rows{
     changes<set_feature>(Opcode::feature_state, Operation::set),
     pending(Opcode::feature_state, Operation::get_pending),
 
+    reads<get_duplicate_throttle>(Opcode::duplicate_throttle, Operation::get),
+    changes<set_duplicate_throttle>(Opcode::duplicate_throttle, Operation::set),
+    pending(Opcode::duplicate_throttle, Operation::get_pending),
+
     changes<send_message>(Opcode::send_message, Operation::set),
+
+    reads<get_next_subscription>(Opcode::alert_group, Operation::get_next),
+    changes<add_subscription>(Opcode::alert_group, Operation::set),
+    changes<remove_subscription>(Opcode::alert_group, Operation::remove),
+    pending(Opcode::alert_group, Operation::get_next_pending),
+
+    reads<get_next_user_command>(Opcode::user_command, Operation::get_next),
+    changes<add_user_command>(Opcode::user_command, Operation::set),
+    changes<remove_user_command>(Opcode::user_command, Operation::remove),
+    pending(Opcode::user_command, Operation::get_next_pending),
+
+    reads<get_periodic_inventory>(Opcode::periodic_inventory, Operation::get),
+    changes<set_periodic_inventory>(Opcode::periodic_inventory, Operation::set),
+    pending(Opcode::periodic_inventory, Operation::get_pending),
+
+    reads<get_privacy>(Opcode::data_privacy, Operation::get),
+    changes<set_privacy>(Opcode::data_privacy, Operation::set),
 
     reads<get_traps>(Opcode::traps, Operation::get),
     changes<set_traps>(Opcode::traps, Operation::set),
@@ -94,6 +115,16 @@ constexpr std::array rows{
     changes<remove_mail_server>(Opcode::mail_server, Operation::remove),
     pending(Opcode::mail_server, Operation::get_pending),
     pending(Opcode::mail_server, Operation::get_next_pending),
+
+    reads<get_http_vrf>(Opcode::http_vrf, Operation::get),
+    changes<set_http_vrf>(Opcode::http_vrf, Operation::set),
+    changes<remove_http_vrf>(Opcode::http_vrf, Operation::remove),
+    pending(Opcode::http_vrf, Operation::get_pending),
+
+    reads<get_http_proxy>(Opcode::http_proxy, Operation::get),
+    changes<set_http_proxy>(Opcode::http_proxy, Operation::set),
+    changes<remove_http_proxy>(Opcode::http_proxy, Operation::remove),
+    pending(Opcode::http_proxy, Operation::get_pending),
 
     reads<get_next_software>(Opcode::software_inventory, Operation::get_next),
 
@@ -141,7 +172,7 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
         return Status::permission_denied;
     }
     protocol::convert_byte_order(body, exchange->request);
-    Call call{store_, messages_, software_, caller, body, reply};
+    Call call{store_, store_.effective(), messages_, software_, caller, body, reply};
     try {
         const Outcome outcome = row->function(call);
         if (row->access == Access::change && outcome == Status::ok && changed_) {

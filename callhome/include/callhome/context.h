@@ -29,7 +29,9 @@ struct TokenRecord {
      * (8-bit parameters) or the address block. May be unaligned. A keyword that carries no
      * parameter has its own word here, or nothing. */
     void* value;
-    uint32_t value_kind; /* form of the value as a second code */
+    /* Form of the value as a second code: of a host that is given as text in every form, the code that
+     * value_type has for an address parameter. */
+    uint32_t value_kind;
 };
 
 enum { CALLHOME_TOKEN_SLOTS = 64, CALLHOME_LINK_BLOCK_SIZE = 64 };

@@ -41,6 +41,17 @@ enum { CALLHOME_INFO_ROWS = 8 };
 extern const struct CallhomeInfoRow callhome_info_table[CALLHOME_INFO_ROWS];
 extern const int callhome_info_table_size;
 
+enum { CALLHOME_ALERT_GROUPS = 17, CALLHOME_ALERT_GROUP_NAME_SIZE = 256 };
+
+/* A category of events. */
+struct AlertGroupRow {
+    uint32_t keyword_id;
+    char name[CALLHOME_ALERT_GROUP_NAME_SIZE]; /* NUL-terminated, as records carry it */
+};
+
+/* In the order in which the groups are listed; the ids do not rise. */
+extern const struct AlertGroupRow alert_group_list[CALLHOME_ALERT_GROUPS];
+
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -39,12 +39,37 @@ uint32_t callhome_destprofile_url(struct CommandContext* ctx);
 uint32_t callhome_destprofile_transport_method(struct CommandContext* ctx);
 uint32_t callhome_email(struct CommandContext* ctx);
 uint32_t callhome_multiple_smtp(struct CommandContext* ctx);
+uint32_t callhome_http_proxy(struct CommandContext* ctx);
+uint32_t callhome_http_vrf(struct CommandContext* ctx);
+uint32_t callhome_periodic_inventory(struct CommandContext* ctx);
+uint32_t callhome_dup_msg_throttle(struct CommandContext* ctx);
+uint32_t ch_config_data_privacy_level(struct CommandContext* ctx);
+uint32_t ch_config_data_privacy_hostname(struct CommandContext* ctx);
+
+/* Alert groups. callhome_alert_groups returns 0 also when it has refused a group that the built-in XML
+ * profile cannot have or a profile that does not exist, callhome_process_user_def_cmds when the group has
+ * too many commands or conflicts with a profile. */
+uint32_t callhome_alert_groups(struct CommandContext* ctx);
+uint32_t callhome_process_user_def_cmds(struct CommandContext* ctx);
+
+/* The distribution session. callhome_pxd_commit waits up to ten seconds for the outcome and returns 0 also
+ * when there is none by then. With skip_exec, the commit and the clearing do nothing. */
+uint32_t callhome_pxd_distribute(struct CommandContext* ctx);
+uint32_t callhome_pxd_commit(struct CommandContext* ctx);
+uint32_t callhome_clear_session(struct CommandContext* ctx);
 
 /* Displays. */
 uint32_t callhome_show_emailconf(struct CommandContext* ctx);
+uint32_t callhome_show_sw_inventory(struct CommandContext* ctx);
+/* The result of print_user_def_cmds, below. */
+uint32_t callhome_show_user_def_cmds(struct CommandContext* ctx);
 
 /* Generators of running-configuration text: 0, 1, or a status of the service passed through. */
 int32_t callhome_emailconf_asciigen(struct CommandContext* ctx);
+int32_t callhome_http_proxy_asciigen(struct CommandContext* ctx);
+int32_t callhome_http_vrf_asciigen(struct CommandContext* ctx);
+/* Any status but the end of the list is passed through, and nothing is said of it. */
+int32_t print_user_def_cmds(struct CommandContext* ctx);
 
 /* One exchange with the service. `request` is converted to transport order in place and stays so.
  * `*length_slot` is the request's length in bytes going in and the reply's coming out. The reply, if

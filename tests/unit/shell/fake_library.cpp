@@ -16,13 +16,17 @@ constexpr std::uint32_t switch_priority_value = 7;
 constexpr std::uint32_t message_size_value = 17;
 constexpr std::uint32_t message_level_value = 35;
 constexpr std::uint32_t port_value = 15;
+constexpr std::uint32_t inventory_period_value = 45;
 constexpr std::uint32_t server_priority_value = 97;
+constexpr std::uint32_t proxy_port_value = 100;
 
 std::string text_of(const TokenRecord& token) {
     switch (token.keyword_id) {
         case switch_priority_value:
         case message_size_value:
         case port_value:
+        case inventory_period_value:
+        case proxy_port_value:
         case server_priority_value: {
             std::uint32_t number = 0;
             std::memcpy(&number, token.value, sizeof number);
@@ -102,6 +106,19 @@ TELLING_HANDLER(callhome_destprofile_url)
 TELLING_HANDLER(callhome_destprofile_transport_method)
 TELLING_HANDLER(callhome_email)
 TELLING_HANDLER(callhome_multiple_smtp)
+TELLING_HANDLER(callhome_alert_groups)
+TELLING_HANDLER(callhome_process_user_def_cmds)
+TELLING_HANDLER(callhome_http_proxy)
+TELLING_HANDLER(callhome_http_vrf)
+TELLING_HANDLER(callhome_periodic_inventory)
+TELLING_HANDLER(callhome_dup_msg_throttle)
+TELLING_HANDLER(ch_config_data_privacy_level)
+TELLING_HANDLER(ch_config_data_privacy_hostname)
+TELLING_HANDLER(callhome_pxd_distribute)
+TELLING_HANDLER(callhome_pxd_commit)
+TELLING_HANDLER(callhome_clear_session)
+TELLING_HANDLER(callhome_show_user_def_cmds)
+TELLING_HANDLER(callhome_show_sw_inventory)
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
     for (int line = 1; line <= display_lines; ++line) {

@@ -5,6 +5,8 @@
 
 #include <arpa/inet.h>
 
+#include <map>
+
 #include "callhome/context.h"
 #include "context.h"
 #include "real_grammar.h"
@@ -12,8 +14,13 @@
 namespace callhome::shell {
 namespace {
 
+constexpr std::uint32_t host_kinds = 0x40000000;  // what the kinds of a host_text begin with
+
 std::string value_text(const CheckedValue& value) {
     if (const auto* text = std::get_if<std::string>(&value.value)) {
+        if (value.value_kind != 0) {
+            return "kind " + std::to_string(value.value_kind - host_kinds) + ":" + *text;
+        }
         return (value.value_type == CALLHOME_VALUE_HOST_NAME ? "name:" : "") + *text;
     }
     if (const auto* number = std::get_if<std::uint32_t>(&value.value)) {
@@ -184,6 +191,73 @@ constexpr Line mail_lines[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Mail, EveryCommand, testing::ValuesIn(mail_lines));
 
+constexpr Line http_lines[] = {
+    {"call-home", "transport http proxy server 10.1.2.3 port 8080",
+     "callhome_http_proxy: 99=kind 2:10.1.2.3 100=u32:8080"},
+    {"call-home", "transport http proxy server 2001:DB8::1", "callhome_http_proxy: 99=kind 4:2001:DB8::1"},
+    {"call-home", "transport http proxy server proxy.example.org port 65535",
+     "callhome_http_proxy: 99=kind 8:proxy.example.org 100=u32:65535"},
+    {"call-home", "no transport http proxy server", "callhome_http_proxy no:"},
+    {"call-home", "no transport http proxy server mx port 3128",
+     "callhome_http_proxy no: 99=kind 8:mx 100=u32:3128"},
+    {"call-home", "transport http proxy enable", "callhome_http_proxy: 98=enable"},
+    {"call-home", "no transport http proxy enable", "callhome_http_proxy no: 98=enable"},
+    {"call-home", "transport http use-vrf red", "callhome_http_vrf: 84=red"},
+    {"call-home", "no transport http use-vrf red", "callhome_http_vrf no: 84=red"},
+    {"call-home", "no transport http use-vrf", "callhome_http_vrf no:"},
+    {"call-home", "transport http proxy server 10.1.2.300",
+     "error at 28: Invalid value: \"10.1.2.300\" is not an IPv4 address, an IPv6 address or a host name"},
+    {"call-home", "transport http proxy server mx port 0",
+     "error at 36: Invalid value: \"0\" is not a number from 1 to 65535"},
+};
+INSTANTIATE_TEST_SUITE_P(Http, EveryCommand, testing::ValuesIn(http_lines));
+
+constexpr Line group_lines[] = {
+    {"call-home", "destination-profile noc alert-group linecard-hardware",
+     "callhome_alert_groups: 22=noc 30=linecard-hardware"},
+    {"call-home", "no destination-profile ZUVA-profile alert-group ZUVA-TAC",
+     "callhome_alert_groups no: 18=ZUVA-profile 37=ZUVA-TAC"},
+    {"call-home", "destination-profile full-txt-destination alert-group diagnostic",
+     "callhome_alert_groups: 19=full_txt 63=Diagnostic"},
+    {"call-home", "alert-group test user-def-cmd  show  version | include \"a  b\" ",
+     "callhome_process_user_def_cmds: 33=test 58=show  version | include \"a  b\""},
+    {"call-home", "no alert-group obx user-def-cmd show version",
+     "callhome_process_user_def_cmds no: 36=OBX 58=show version"},
+    {"call-home", "alert-group all user-def-cmd | \"", "callhome_process_user_def_cmds: 34=all 58=| \""},
+    {"exec", "show callhome user-def-cmds", "callhome_show_user_def_cmds:"},
+    {"call-home", "alert-group li user-def-cmd show",
+     "error at 12: Ambiguous command: \"li\" may be linecard-hardware, license, life-cycle"},
+};
+INSTANTIATE_TEST_SUITE_P(Groups, EveryCommand, testing::ValuesIn(group_lines));
+
+constexpr Line global_lines[] = {
+    {"call-home", "periodic-inventory notification", "callhome_periodic_inventory: 44=notification"},
+    {"call-home", "no periodic-inventory notification", "callhome_periodic_inventory no: 44=notification"},
+    {"call-home", "periodic-inventory notification interval  7",
+     "callhome_periodic_inventory: 44=notification 45=u32:7"},
+    {"call-home", "no periodic-inventory notification interval 30",
+     "callhome_periodic_inventory no: 44=notification 45=u32:30"},
+    {"call-home", "periodic-inventory notification timeofday  08:00",
+     "callhome_periodic_inventory: 44=notification 62=08:00"},
+    {"call-home", "no periodic-inventory notification timeofday 7:5",
+     "callhome_periodic_inventory no: 44=notification 62=7:5"},
+    {"call-home", "periodic-inventory notification interval 31",
+     "error at 41: Invalid value: \"31\" is not a number from 1 to 30"},
+    {"call-home", "duplicate-message throttle", "callhome_dup_msg_throttle: 42=throttle"},
+    {"call-home", "no duplicate-message throttle", "callhome_dup_msg_throttle no: 42=throttle"},
+    {"call-home", "data-privacy level normal", "ch_config_data_privacy_level: 111=normal"},
+    {"call-home", "no data-privacy level high", "ch_config_data_privacy_level no: 112=high"},
+    {"call-home", "data-privacy hostname", "ch_config_data_privacy_hostname:"},
+    {"call-home", "no data-privacy hostname", "ch_config_data_privacy_hostname no:"},
+    {"exec", "show callhome software-inventory", "callhome_show_sw_inventory:"},
+    {"call-home", "distribute", "callhome_pxd_distribute: 47=distribute"},
+    {"call-home", "no distribute", "callhome_pxd_distribute no: 47=distribute"},
+    {"call-home", "commit", "callhome_pxd_commit: 49=commit"},
+    {"call-home", "discard", "callhome_pxd_commit: 50=discard"},
+    {"exec", "clear callhome session", "callhome_clear_session: 52=session"},
+};
+INSTANTIATE_TEST_SUITE_P(Global, EveryCommand, testing::ValuesIn(global_lines));
+
 constexpr Line ways_of_typing[] = {
     {"exec", "", "nothing"},
     {"exec", "   ", "nothing"},
@@ -206,12 +280,15 @@ INSTANTIATE_TEST_SUITE_P(WaysOfTyping, EveryCommand, testing::ValuesIn(ways_of_t
 
 constexpr Line errors[] = {
     {"exec", "wrod",
-     "error at 0: Invalid input at \"wrod\": expected configure, callhome, show, exit, quit, end, help"},
-    {"exec", "show  wrod", "error at 6: Invalid input at \"wrod\": expected callhome, history, version"},
+     "error at 0: Invalid input at \"wrod\": expected configure, callhome, show, clear, exit, quit, end, "
+     "help"},
+    {"exec", "show  wrod",
+     "error at 6: Invalid input at \"wrod\": expected callhome, running-config, history, version"},
     {"exec", "show version now", "error at 13: Invalid input at \"now\": nothing more can stand here"},
-    {"exec", "show", "error at 4: Incomplete command: expected callhome, history, version"},
+    {"exec", "show", "error at 4: Incomplete command: expected callhome, running-config, history, version"},
     {"exec", "do show version",
-     "error at 0: Invalid input at \"do\": expected configure, callhome, show, exit, quit, end, help"},
+     "error at 0: Invalid input at \"do\": expected configure, callhome, show, clear, exit, quit, end, "
+     "help"},
     {"call-home", "no",
      "error at 2: Incomplete command: expected enable, disable, diagnostic-signature, "
      "email-contact, phone-contact, streetaddress, site-id, customer-id, ..."},
@@ -291,6 +368,8 @@ constexpr LengthLimit limits[] = {
     {"callhome send sw-crash process p reason", "", 255},
     {"callhome send obx-action policy p text", "", 255},
     {"destination-profile n email-addr", "@example.org", 255},
+    {"alert-group test user-def-cmd", "", 599},
+    {"transport http use-vrf", "", 31},
 };
 INSTANTIATE_TEST_SUITE_P(Limits, Lengths, testing::ValuesIn(limits));
 
@@ -356,6 +435,47 @@ TEST(HandlerContext, HoldsWhatTheHandlerReads) {
     EXPECT_EQ(std::vector<std::uint8_t>(block + 4, block + 8), (std::vector<std::uint8_t>{10, 1, 2, 3}));
     EXPECT_EQ(*static_cast<const std::uint32_t*>(context.tokens[2]->value), 26U);
     EXPECT_STREQ(static_cast<const char*>(context.tokens[4]->value), "red");
+}
+
+TEST(HandlerContext, CarriesAProxyAsTextInEveryFormWithItsKind) {
+    const std::map<std::string, std::uint32_t> kinds{{"10.1.2.3", CALLHOME_VALUE_IPV4},
+                                                     {"2001:db8::1", CALLHOME_VALUE_IPV6},
+                                                     {"proxy.example.org", CALLHOME_VALUE_HOST_NAME}};
+    for (const auto& [proxy, kind] : kinds) {
+        const ParseResult result =
+            parse_line(grammar(), mode_named("call-home"), "transport http proxy server " + proxy);
+        HandlerContext handler_context(std::get<ParsedCommand>(result), true);
+        const TokenRecord& token = *handler_context.get()->tokens[1];
+        EXPECT_STREQ(static_cast<const char*>(token.value), proxy.c_str());
+        EXPECT_EQ(token.value_kind, kind);
+        EXPECT_EQ(token.value_type, 0U);
+    }
+}
+
+TEST(Parser, GivesEachAlertGroupTheKeywordThatTheLibraryKnows) {
+    const std::map<std::string, unsigned> groups{
+        {"system", 28},
+        {"environmental", 29},
+        {"linecard-hardware", 30},
+        {"supervisor-hardware", 31},
+        {"inventory", 32},
+        {"test", 33},
+        {"all", 34},
+        {"OBX", 36},
+        {"ZUVA-TAC", 37},
+        {"license", 38},
+        {"configuration", 39},
+        {"syslog-group-port", 40},
+        {"Diagnostic", 63},
+        {"life-cycle", 68},
+        {"RMON", 82},
+        {"pelago", 83},
+        {"crash", 103},
+    };
+    for (const auto& [name, keyword] : groups) {
+        EXPECT_EQ(parsed("call-home", "destination-profile noc alert-group " + name),
+                  "callhome_alert_groups: 22=noc " + std::to_string(keyword) + "=" + name);
+    }
 }
 
 }  // namespace
