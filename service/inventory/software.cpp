@@ -125,9 +125,9 @@ void tell_namesakes_apart(std::vector<SoftwarePackage>& packages) {
             return package.name != first->name;
         });
         if (last - first > 1) {
-            for (SoftwarePackage& package : std::ranges::subrange(first, last)) {
+            std::for_each(first, last, [](SoftwarePackage& package) {
                 package.name.append(":").append(architecture_of(package));
-            }
+            });
         }
         first = last;
     }
@@ -143,8 +143,10 @@ std::vector<SoftwarePackage> read_software(const std::filesystem::path& root) {
         return package.name.size() > longest_package_name;
     });
     sort_by_name(packages);
-    const auto repeated = std::ranges::unique(packages, {}, &SoftwarePackage::name);
-    packages.erase(repeated.begin(), repeated.end());
+    const auto repeated = std::unique(
+        packages.begin(), packages.end(),
+        [](const SoftwarePackage& one, const SoftwarePackage& other) { return one.name == other.name; });
+    packages.erase(repeated, packages.end());
     return packages;
 }
 

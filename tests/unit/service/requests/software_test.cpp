@@ -37,7 +37,7 @@ TEST_F(SoftwareRequestTest, AWalkTellsEachPackageWithItsFacts) {
         "Package: a\nStatus: hold ok installed\nArchitecture: all\nVersion: 1\n\n");
     EXPECT_EQ(ask_after(""), Status::ok);
     EXPECT_EQ(read_text(answer().name), "a");
-    EXPECT_EQ(answer().pairs, 3U);
+    EXPECT_EQ(+answer().pairs, 3U);
     EXPECT_EQ(texts(), (Texts{"Version", "1", "Architecture", "all", "Status", "hold ok installed"}));
     EXPECT_EQ(ask_after("a"), Status::ok);
     EXPECT_EQ(read_text(answer().name), "b");
@@ -56,7 +56,7 @@ TEST_F(SoftwareRequestTest, TheLongestNameLeadsToTheNext) {
            "Package: y\nStatus: install ok installed\n\n");
     EXPECT_EQ(ask_after(""), Status::ok);
     EXPECT_EQ(read_text(answer().name), longest);
-    EXPECT_EQ(answer().pairs, 0U);
+    EXPECT_EQ(+answer().pairs, 0U);
     EXPECT_EQ(ask_after(longest), Status::ok);
     EXPECT_EQ(read_text(answer().name), "y");
 }
