@@ -112,7 +112,6 @@ TEST_F(ListingTest, AnEmptyConfigurationIsAnEmptyLine) {
 
 TEST_F(ListingTest, ARefusalOfTheNextProfileKeepsTheOnesBefore) {
     kept_.fault = {.exchange = 6, .status = 0x403B000B};
-    EXPECT_EQ(asked(), Asked{});
     EXPECT_EQ(show().result, 1);
     EXPECT_EQ(headers(), Lines{"%s|30740019=\nfull_txt destination profile information\n"});
     EXPECT_EQ(platform().printed.back(), "%s|0=1077608459");
