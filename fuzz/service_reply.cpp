@@ -14,6 +14,7 @@
 #include "callhome/data.h"
 #include "callhome/handlers.h"
 #include "fake_files.h"
+#include "fake_sleep.h"
 #include "input.h"
 #include "protocol/layout.h"
 #include "require.h"
@@ -45,16 +46,17 @@ class Command {
     void set_form(std::uint32_t command_id) { context_.command_id = command_id; }
 
     void add_empty_slot() { ++context_.token_count; }
-    void add(std::uint32_t keyword, std::uint32_t value_type, std::span<const std::byte> value) {
+    // The form goes into both codes: which of them is read is the handler's business.
+    void add(std::uint32_t keyword, std::uint32_t form, std::span<const std::byte> value) {
         auto& owned = values_.emplace_back(value.begin(), value.end());
         owned.shrink_to_fit();
-        records_.push_back({keyword, value_type, {0, 0}, owned.empty() ? nullptr : owned.data(), 0});
+        records_.push_back({keyword, form, {0, 0}, owned.empty() ? nullptr : owned.data(), form});
         context_.tokens[++context_.token_count] = &records_.back();
     }
-    void add_text(std::uint32_t keyword, std::uint32_t value_type, Input& input) {
+    void add_text(std::uint32_t keyword, std::uint32_t form, Input& input) {
         std::string text = input.counted_text();
         text.resize(std::strlen(text.c_str()));
-        add(keyword, value_type, std::as_bytes(std::span(text.c_str(), text.size() + 1)));
+        add(keyword, form, std::as_bytes(std::span(text.c_str(), text.size() + 1)));
     }
 
  private:
@@ -63,7 +65,7 @@ class Command {
     std::deque<std::vector<std::byte>> values_;
 };
 
-enum class Value : std::uint8_t { text, number, byte, host };
+enum class Value : std::uint8_t { text, number, byte, host, host_text };
 
 struct Parameter {
     std::uint32_t keyword;
@@ -87,16 +89,22 @@ constexpr std::array parameters{
     Parameter{89, Value::text},         Parameter{90, Value::text},         Parameter{91, Value::text},
     Parameter{92, Value::text},         Parameter{93, Value::text},         Parameter{94, Value::text},
     Parameter{95, Value::text},         Parameter{96, Value::text},         Parameter{97, Value::number},
-    Parameter{0x30710004, Value::text}, Parameter{0xFFFFFFFF, Value::text},
+    Parameter{0x30710004, Value::text}, Parameter{0xFFFFFFFF, Value::text}, Parameter{28, Value::text},
+    Parameter{34, Value::text},         Parameter{37, Value::text},         Parameter{103, Value::text},
+    Parameter{42, Value::text},         Parameter{44, Value::text},         Parameter{45, Value::number},
+    Parameter{47, Value::text},         Parameter{49, Value::text},         Parameter{50, Value::text},
+    Parameter{52, Value::text},         Parameter{58, Value::text},         Parameter{62, Value::text},
+    Parameter{98, Value::text},         Parameter{99, Value::host_text},    Parameter{100, Value::number},
+    Parameter{111, Value::text},        Parameter{112, Value::text},
 };
 
 enum Slot : std::uint8_t { empty_slot = 0xFF, valueless = 0xFE };
 
-void add_host(Command& command, std::uint32_t keyword, Input& input) {
+void add_host(Command& command, std::uint32_t keyword, bool as_text, Input& input) {
     constexpr std::array<std::uint32_t, 4> forms{CALLHOME_VALUE_HOST_NAME, CALLHOME_VALUE_IPV4,
                                                  CALLHOME_VALUE_IPV6, 0};
     const std::uint32_t form = forms[input.byte() % forms.size()];
-    if (form == CALLHOME_VALUE_HOST_NAME) {
+    if (as_text || form == CALLHOME_VALUE_HOST_NAME) {
         command.add_text(keyword, form, input);
         return;
     }
@@ -122,7 +130,8 @@ void add_value(Command& command, const Parameter& parameter, Input& input) {
             break;
         }
         case Value::host:
-            add_host(command, parameter.keyword, input);
+        case Value::host_text:
+            add_host(command, parameter.keyword, parameter.value == Value::host_text, input);
             break;
     }
 }
@@ -170,6 +179,18 @@ constexpr std::array handlers{
     HandlerRow{callhome_email, 0},
     HandlerRow{callhome_multiple_smtp, 0},
     HandlerRow{callhome_show_emailconf, 0},
+    HandlerRow{callhome_alert_groups, 0},
+    HandlerRow{callhome_process_user_def_cmds, 0},
+    HandlerRow{callhome_http_proxy, 0},
+    HandlerRow{callhome_http_vrf, 0},
+    HandlerRow{callhome_periodic_inventory, 0},
+    HandlerRow{callhome_dup_msg_throttle, 0},
+    HandlerRow{ch_config_data_privacy_level, 0},
+    HandlerRow{ch_config_data_privacy_hostname, 0},
+    HandlerRow{callhome_show_sw_inventory, 0},
+    HandlerRow{callhome_pxd_distribute, 0},
+    HandlerRow{callhome_pxd_commit, 0},
+    HandlerRow{callhome_clear_session, 0},
 };
 
 void call_handler(const HandlerRow& row, Command& command) {
@@ -182,6 +203,18 @@ constexpr std::size_t reply_part_size = 2048;  // bytes, as promised to both tex
 
 void generate_lines(Command& command, Input& /*input*/) {
     callhome_emailconf_asciigen(command.context());
+}
+
+void generate_proxy_lines(Command& command, Input& /*input*/) {
+    callhome_http_proxy_asciigen(command.context());
+}
+
+void generate_vrf_line(Command& command, Input& /*input*/) {
+    callhome_http_vrf_asciigen(command.context());
+}
+
+void list_user_commands(Command& command, Input& /*input*/) {
+    callhome_show_user_def_cmds(command.context());
 }
 
 void print_error(Command& /*command*/, Input& input) {
@@ -210,8 +243,9 @@ void print_reply(Command& /*command*/, Input& input) {
 }
 
 constexpr std::size_t first_other_function = 0xF0;
-constexpr std::array<void (*)(Command&, Input&), 5> other_functions{
-    generate_lines, print_error, name_result, split_reply, print_reply,
+constexpr std::array<void (*)(Command&, Input&), 8> other_functions{
+    generate_lines, print_error,          name_result,       split_reply,
+    print_reply,    generate_proxy_lines, generate_vrf_line, list_user_commands,
 };
 
 // The exported data as a process has it before its first command.
@@ -221,6 +255,7 @@ void reset_library(unsigned flags) {
     std::memset(buffer, 0, sizeof buffer);
     print_running_config = (flags & pending_copy) != 0 ? 0 : 1;
     pxd_data_present = 0;
+    callhome::test::sleeps().clear();
     callhome::test::files().opened.clear();
     callhome::test::files().removed.clear();
     callhome::test::files().marker_stands = (flags & message_in_progress) != 0;

@@ -1,14 +1,20 @@
 // The requests that the shell makes by itself.
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <span>
 
 #include "platform/reference.h"
 #include "protocol/layout.h"
+#include "protocol/marker.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/destination_profile.h"
+#include "protocol/records/distribution.h"
+#include "protocol/records/feature.h"
 #include "protocol/records/message.h"
 #include "record_text.h"
 #include "service_link.h"
@@ -16,12 +22,14 @@
 namespace callhome::platform {
 namespace {
 
+using protocol::ActionResult;
 using protocol::DeliveryLogRecord;
 using protocol::DeliveryState;
 using protocol::MessageFormat;
 using protocol::MessageLogRecord;
 using protocol::Opcode;
 using protocol::Operation;
+using protocol::SessionAction;
 
 constexpr const char* system_contact = "sysContact";
 
@@ -42,6 +50,21 @@ constexpr std::array state_words{
     Word<DeliveryState>{DeliveryState::waiting, "waiting"},
     Word<DeliveryState>{DeliveryState::delivered, "delivered"},
     Word<DeliveryState>{DeliveryState::failed, "failed"},
+};
+
+constexpr std::array action_words{
+    Word<SessionAction>{SessionAction::none, "none"},
+    Word<SessionAction>{SessionAction::commit, "commit"},
+    Word<SessionAction>{SessionAction::discard, "discard"},
+    Word<SessionAction>{SessionAction::clear, "clear"},
+};
+
+// As the commit command names what came of it.
+constexpr std::array result_words{
+    Word<ActionResult>{ActionResult::none, "none"},
+    Word<ActionResult>{ActionResult::success, "success"},
+    Word<ActionResult>{ActionResult::fail, "fail"},
+    Word<ActionResult>{ActionResult::in_progress, "inprogress"},
 };
 
 template <typename Words>
@@ -136,6 +159,77 @@ ServiceStatus set_system_contact(const std::optional<std::string>& contact) {
     put_text(record.value, contact.value_or(std::string()));
     Reply reply;
     return ask(Opcode::contact_field, contact ? Operation::set : Operation::remove, record, reply);
+}
+
+ServiceStatus read_system_contact(std::optional<std::string>& contact) {
+    protocol::ContactRecord record{};
+    put_text(record.name, system_contact);
+    Reply reply;
+    const ServiceStatus status = ask(Opcode::contact_field, Operation::get, record, reply);
+    if (status == static_cast<ServiceStatus>(protocol::Status::not_found)) {
+        contact.reset();
+        return 0;
+    }
+    if (status == 0) {
+        contact = text_in(record_in<protocol::ContactRecord>(reply).value);
+    }
+    return status;
+}
+
+ServiceStatus read_traps(bool& are_on) {
+    Reply reply;
+    const ServiceStatus status = ask(Opcode::traps, Operation::get, protocol::SwitchRecord{}, reply);
+    are_on = status == 0 && record_in<protocol::SwitchRecord>(reply).enabled != 0;
+    return status;
+}
+
+ServiceStatus read_distribution(bool& is_on) {
+    Reply reply;
+    const ServiceStatus status =
+        ask(Opcode::distribution, Operation::get, protocol::DistributionRecord{}, reply);
+    is_on = status == 0 && record_in<protocol::DistributionRecord>(reply).enabled != 0;
+    return status == static_cast<ServiceStatus>(protocol::Status::not_found) ? 0 : status;
+}
+
+ServiceStatus check_pending_copy() {
+    Reply reply;
+    return ask(Opcode::distribution, Operation::get_pending, protocol::DistributionRecord{}, reply);
+}
+
+ServiceStatus read_session(SessionState& state) {
+    Reply reply;
+    const ServiceStatus status =
+        ask(Opcode::session_state, Operation::get, protocol::SessionRecord{}, reply);
+    if (status != 0) {
+        return status;
+    }
+    const auto record = record_in<protocol::SessionRecord>(reply);
+    state = {.is_open = record.is_open != 0,
+             .opened_at = record.opened_at,
+             .owner = text_in(record.owner),
+             .last_action = word_of(action_words, record.last_action),
+             .last_result = word_of(result_words, record.last_result),
+             .last_cause = {},
+             .last_at = record.last_at,
+             .last_user = text_in(record.last_user)};
+    if (record.last_result == static_cast<std::uint32_t>(ActionResult::fail)) {
+        state.last_cause = ::sys_err_to_str(static_cast<std::int32_t>(record.last_cause));
+    }
+    return 0;
+}
+
+bool is_processing_message() {
+    return ::access(protocol::processing_marker, F_OK) == 0;
+}
+
+std::string local_time_text(std::uint32_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    constexpr std::size_t longest_time = 32;
+    std::array<char, longest_time> text{};
+    ::localtime_r(&time, &parts);
+    const std::size_t length = std::strftime(text.data(), text.size(), "%F %T", &parts);
+    return {text.data(), length};
 }
 
 ServiceStatus read_messages(std::vector<MessageRow>& rows) {

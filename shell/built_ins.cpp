@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "configuration_displays.h"
 #include "platform/reference.h"
 #include "session.h"
 #include "table.h"
@@ -54,19 +55,6 @@ std::uint32_t show_history(Session& session, const ParsedCommand&) {
     return done;
 }
 
-// What shell_print_mts_error distinguishes.
-enum class CommandClass : std::uint32_t { display = 1, configuration = 2 };
-
-// Tells of a refusal or a lost service; true when there was neither.
-bool succeeded(ServiceStatus status, CommandClass command = CommandClass::display) {
-    if (status < 0) {
-        shell_print_mts_error(static_cast<std::uint32_t>(command), errno);
-    } else if (status != 0) {
-        std::puts(sys_err_to_str(status));
-    }
-    return status == 0;
-}
-
 std::uint32_t set_system_contact(Session&, const ParsedCommand& command) {
     std::optional<std::string> contact;
     if (!command.no_form) {
@@ -76,16 +64,7 @@ std::uint32_t set_system_contact(Session&, const ParsedCommand& command) {
 }
 
 std::string time_text(std::uint32_t seconds) {
-    if (seconds == 0) {
-        return "-";
-    }
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    constexpr std::size_t longest_time = 32;
-    std::array<char, longest_time> text{};
-    localtime_r(&time, &parts);
-    const std::size_t length = std::strftime(text.data(), text.size(), "%F %T", &parts);
-    return {text.data(), length};
+    return seconds == 0 ? "-" : platform::local_time_text(seconds);
 }
 
 std::string state_of(const platform::MessageRow& row) {
@@ -169,10 +148,25 @@ constexpr std::array built_ins{
     BuiltIn{"@show_messages", show_messages, true},
     BuiltIn{"@show_message", show_message, true},
     BuiltIn{"@show_queue", show_queue, true},
+    BuiltIn{"@show_running_config", show_running_config, true},
+    BuiltIn{"@show_running_config_all", show_running_config_with_defaults, true},
+    BuiltIn{"@show_pending", show_pending, true},
+    BuiltIn{"@show_pending_diff", show_pending_difference, true},
+    BuiltIn{"@show_last_action", show_last_action, true},
+    BuiltIn{"@show_session", show_distribution_session, true},
     BuiltIn{"@system_contact", set_system_contact, true},
 };
 
 }  // namespace
+
+bool succeeded(ServiceStatus status, CommandClass command) {
+    if (status < 0) {
+        shell_print_mts_error(static_cast<std::uint32_t>(command), errno);
+    } else if (status != 0) {
+        std::puts(sys_err_to_str(status));
+    }
+    return status == 0;
+}
 
 std::span<const BuiltIn> all_built_ins() {
     return built_ins;

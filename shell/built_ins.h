@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "parser.h"
+#include "platform/interface.h"
 
 namespace callhome::shell {
 
@@ -16,6 +17,12 @@ struct BuiltIn {
     std::uint32_t (*run)(Session&, const ParsedCommand&);
     bool needs_service;
 };
+
+// What shell_print_mts_error distinguishes.
+enum class CommandClass : std::uint32_t { display = 1, configuration = 2 };
+
+// Tells of a refusal or a lost service; true when there was neither.
+bool succeeded(ServiceStatus status, CommandClass command = CommandClass::display);
 
 std::span<const BuiltIn> all_built_ins();
 // Throws std::runtime_error when there is none of that name.

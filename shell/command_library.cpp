@@ -20,13 +20,13 @@ std::string file_to_load(const std::optional<std::filesystem::path>& named) {
     return access(beside.c_str(), R_OK) == 0 ? beside : std::string(library_name);
 }
 
-Handler handler_named(void* library, std::string_view name) {
-    // POSIX gives function addresses as object pointers.
-    void* symbol = dlsym(library, std::string(name).c_str());
-    Handler handler = nullptr;
-    static_assert(sizeof handler == sizeof symbol);
-    std::memcpy(&handler, &symbol, sizeof handler);
-    return handler;
+// POSIX gives function addresses as object pointers.
+template <typename Function>
+Function as_function(void* symbol) {
+    Function function = nullptr;
+    static_assert(sizeof function == sizeof symbol);
+    std::memcpy(&function, &symbol, sizeof function);
+    return function;
 }
 
 }  // namespace
@@ -41,14 +41,16 @@ void CommandLibrary::load() {
         return;
     }
     const std::string file = file_to_load(file_);
-    // Never closed: handlers stay in use until the process ends.
-    void* library = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
-    if (library == nullptr) {
+    library_ = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    if (library_ == nullptr) {
         throw std::runtime_error(std::string("the command library cannot be loaded: ") + dlerror());
     }
     std::vector<Handler> handlers;
     for (const Command& command : grammar_.commands) {
-        const Handler handler = is_built_in(command) ? nullptr : handler_named(library, command.handler);
+        const Handler handler =
+            is_built_in(command)
+                ? nullptr
+                : as_function<Handler>(dlsym(library_, std::string(command.handler).c_str()));
         if (handler == nullptr && !is_built_in(command)) {
             throw std::runtime_error(grammar_.file + ":" + std::to_string(command.line) + ": " + file +
                                      " has no handler " + std::string(command.handler) + " for \"" +
@@ -62,6 +64,27 @@ void CommandLibrary::load() {
 Handler CommandLibrary::handler_of(const Command& command) {
     load();
     return handlers_[static_cast<std::size_t>(&command - grammar_.commands.data())];
+}
+
+void* CommandLibrary::symbol(const char* name) {
+    load();
+    void* symbol = dlsym(library_, name);
+    if (symbol == nullptr) {
+        throw std::runtime_error(std::string("the command library has no ") + name);
+    }
+    return symbol;
+}
+
+Handler CommandLibrary::handler_named(const char* name) {
+    return as_function<Handler>(symbol(name));
+}
+
+Generator CommandLibrary::generator_named(const char* name) {
+    return as_function<Generator>(symbol(name));
+}
+
+std::uint32_t& CommandLibrary::variable_named(const char* name) {
+    return *static_cast<std::uint32_t*>(symbol(name));
 }
 
 }  // namespace callhome::shell

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "grammar.h"
@@ -13,6 +14,7 @@ struct CommandContext;
 namespace callhome::shell {
 
 using Handler = std::uint32_t (*)(CommandContext*);
+using Generator = std::int32_t (*)(CommandContext*);  // of running-configuration text
 
 inline constexpr char built_in_mark = '@';  // before the name of a handler that is the shell's own
 
@@ -31,9 +33,18 @@ class CommandLibrary {
     Handler handler_of(const Command& command);
     void load();
 
+    // What the shell itself uses of the library. Loads it if need be. Throws std::runtime_error when the
+    // library does not have it.
+    Handler handler_named(const char* name);
+    Generator generator_named(const char* name);
+    std::uint32_t& variable_named(const char* name);
+
  private:
+    void* symbol(const char* name);
+
     const Grammar& grammar_;
     std::optional<std::filesystem::path> file_;
+    void* library_ = nullptr;        // never closed: handlers stay in use until the process ends
     std::vector<Handler> handlers_;  // by command; null for those of the shell itself
 };
 

@@ -52,6 +52,9 @@ class Reader {
         } else if (first == "generator" || first == "helper") {
             const auto [name, help] = split_help(rest);
             grammar_.other_exports.push_back({name, help, first == "generator"});
+        } else if (first == "default") {
+            const std::size_t mode = mode_named(take_word(rest));
+            grammar_.defaults.push_back({mode, rest});
         } else {
             read_command(first, rest);
         }
@@ -66,12 +69,11 @@ class Reader {
     }
 
     std::size_t mode_named(std::string_view name) const {
-        for (std::size_t index = 0; index < grammar_.modes.size(); ++index) {
-            if (grammar_.modes[index].name == name) {
-                return index;
-            }
+        try {
+            return grammar_.mode_named(name);
+        } catch (const std::out_of_range& error) {
+            fail(error.what());
         }
-        fail("there is no mode " + std::string(name));
     }
 
     void read_mode(std::string_view rest) {
@@ -192,6 +194,15 @@ constexpr std::size_t expected_commands = 128;
 constexpr std::size_t expected_words = 128;
 
 }  // namespace
+
+std::size_t Grammar::mode_named(std::string_view name) const {
+    for (std::size_t index = 0; index < modes.size(); ++index) {
+        if (modes[index].name == name) {
+            return index;
+        }
+    }
+    throw std::out_of_range("there is no mode " + std::string(name));
+}
 
 Grammar read_grammar(std::string_view text, std::string file) {
     Grammar grammar;

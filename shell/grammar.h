@@ -63,6 +63,12 @@ struct OtherExport {
     bool is_generator;
 };
 
+// A setting that has no line in the running configuration while it has its default.
+struct DefaultLine {
+    std::size_t mode;
+    std::string_view text;
+};
+
 struct Grammar {
     Grammar() = default;
     Grammar(Grammar&&) = default;  // nodes point into `parameters`, which a move leaves where it is
@@ -79,6 +85,10 @@ struct Grammar {
     std::vector<Command> commands;
     std::vector<Node> nodes;
     std::vector<OtherExport> other_exports;
+    std::vector<DefaultLine> defaults;
+
+    // Throws std::out_of_range when there is none.
+    std::size_t mode_named(std::string_view name) const;
 
     bool is_in_mode(const Command& command, std::size_t mode) const {
         return !command.mode || *command.mode == mode;

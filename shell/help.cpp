@@ -94,6 +94,8 @@ void add_next(Expectation& expectation, const Grammar& grammar, const Matcher& m
         if (node.parameter != nullptr || begins_keyword(node, partial)) {
             add(expectation, candidate_for(grammar, node));
             takes_value = takes_value || node.parameter != nullptr;
+            expectation.may_begin_text = expectation.may_begin_text ||
+                                         (node.parameter != nullptr && !is_number(node.parameter->kind));
             takes_keyword = takes_keyword || node.parameter == nullptr;
         }
     }
@@ -123,7 +125,7 @@ bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& m
                     add(expectation, candidate_for(grammar, grammar.nodes[index]));
                 }
             }
-            expectation.is_inside_value = !partial.empty();
+            expectation.is_inside_value = true;
             expectation.may_end = true;
             return true;
         }

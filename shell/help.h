@@ -22,7 +22,8 @@ struct Expectation {
     std::vector<Candidate> candidates;
     bool may_end = false;          // the command is complete here
     bool understood = true;        // false: a word before the partial one is wrong
-    bool is_inside_value = false;  // the partial word can only be a value: `?` belongs to it
+    bool is_inside_value = false;  // what has begun can only be a value: `?` belongs to it
+    bool may_begin_text = false;   // a value that may begin with `?` can stand here
 };
 
 // `text` is what stands before the cursor.

@@ -105,7 +105,8 @@ class LevelParser {
     void add_tokens(ParsedCommand& parsed) const {
         for (const Step& step : matcher_.ended_steps()) {
             const Node& node = grammar_.nodes[step.node];
-            if (node.parameter != nullptr) {
+            parsed.ends_in_value = node.parameter != nullptr;
+            if (parsed.ends_in_value) {
                 parsed.values.push_back(step.value);
             }
             if (node.keyword_id) {

@@ -23,6 +23,7 @@ struct ParsedCommand {
     bool no_form = false;
     std::vector<ParsedToken> tokens;
     std::vector<CheckedValue> values;  // of all parameters, with and without a token, as typed
+    bool ends_in_value = false;        // a value comes last, not a keyword
     std::vector<FilterSpec> filters;
 };
 

@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "built_ins.h"
-#include "context.h"
 #include "output_pipe.h"
 
 namespace callhome::shell {
@@ -75,7 +74,7 @@ std::uint32_t Session::call_handler(const ParsedCommand& command) {
     }
     const Handler handler = library_.handler_of(*command.command);
     find_service_once();
-    HandlerContext context(command, settings_.active_supervisor);
+    HandlerContext context = context_of(command);
     return handler(context.get());
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "command_library.h"
+#include "context.h"
 #include "grammar.h"
 #include "history.h"
 #include "parser.h"
@@ -44,6 +45,11 @@ class Session {
     std::string prompt() const;
     const Grammar& grammar() const { return grammar_; }
     const History& history() const { return history_; }
+    CommandLibrary& library() { return library_; }
+    // What a handler of the library is given for the command, which must outlive it.
+    HandlerContext context_of(const ParsedCommand& command) const {
+        return {command, settings_.active_supervisor};
+    }
     std::size_t mode() const { return mode_; }
     void enter_mode(std::size_t mode);
     void leave_mode();  // one level; from exec mode, the session ends

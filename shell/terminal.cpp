@@ -1,11 +1,15 @@
 #include "terminal.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <stdexcept>
 
 #include "help.h"
@@ -22,7 +26,7 @@ constexpr std::string_view stop_marking_pastes = "\033[?2004l";
 constexpr std::string_view end_of_paste = "\033[201~";
 // No key sends it.
 constexpr const wchar_t* insert_pasted_key = L"\033[callhome-paste~";
-constexpr std::size_t longest_paste = 1 << 20;
+constexpr std::size_t longest_paste = 1 << 28;  // bytes; the rest would be taken as typed
 constexpr std::size_t screen_width = 80;
 
 struct KeyFunction {
@@ -37,9 +41,24 @@ bool is_capable_terminal() {
     return name != nullptr && *name != '\0' && std::strcmp(name, "dumb") != 0;
 }
 
+// Keys have come that nobody has read yet.
+bool has_more_input() {
+    int waiting = 0;
+    return ioctl(STDIN_FILENO, FIONREAD, &waiting) == 0 && waiting > 0;
+}
+
 void write_out(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
     (void)std::fflush(stdout);
+}
+
+void append_character(std::string& text, wchar_t character) {
+    std::array<char, MB_LEN_MAX> bytes{};
+    std::mbstate_t state{};
+    const std::size_t length = std::wcrtomb(bytes.data(), character, &state);
+    if (length <= bytes.size()) {
+        text.append(bytes.data(), length);
+    }
 }
 
 // Choices side by side.
@@ -140,7 +159,10 @@ unsigned char Terminal::question_mark(EditLine* editor, wint_t) {
     Terminal& self = of(editor);
     const std::string text = self.text_before_cursor();
     const Expectation expectation = expectation_at(self.session_.grammar(), self.session_.mode(), text);
-    if (expectation.is_inside_value || is_comment(trimmed(text))) {
+    // Nobody types on before the help is there: where the terminal does not tell pasted text from typed
+    // text, this does.
+    const bool is_pasted = expectation.may_begin_text && has_more_input();
+    if (expectation.is_inside_value || is_pasted || is_comment(trimmed(text))) {
         return self.insert("?");
     }
     self.show_below(help_text(expectation));
@@ -177,24 +199,25 @@ unsigned char Terminal::end_mode(EditLine* editor, wint_t) {
 unsigned char Terminal::paste(EditLine* editor, wint_t) {
     Terminal& self = of(editor);
     std::string text;
-    char character = 0;
+    wchar_t character = 0;  // el_getc knows no characters beyond ASCII
     while (!text.ends_with(end_of_paste) && text.size() < longest_paste &&
-           el_getc(editor, &character) == 1) {
-        text += character == '\r' ? '\n' : character == '\t' ? ' ' : character;
+           el_wgetc(editor, &character) == 1) {
+        append_character(text, character == L'\r' ? L'\n' : character == L'\t' ? L' ' : character);
     }
     if (text.ends_with(end_of_paste)) {
         text.resize(text.size() - end_of_paste.size());
     }
-    self.pasted_ = text;
+    self.pasted_ = std::move(text);
+    self.pasted_rest_ = self.pasted_;
     return insert_pasted(editor, 0);
 }
 
 unsigned char Terminal::insert_pasted(EditLine* editor, wint_t) {
     Terminal& self = of(editor);
-    const std::size_t end = self.pasted_.find('\n');
-    const bool is_whole_line = end != std::string::npos;
-    const std::string text = printable(self.pasted_.substr(0, end), KeepLineEnds::no);
-    self.pasted_.erase(0, is_whole_line ? end + 1 : std::string::npos);
+    const std::size_t end = self.pasted_rest_.find('\n');
+    const bool is_whole_line = end != std::string_view::npos;
+    const std::string text = printable(self.pasted_rest_.substr(0, end), KeepLineEnds::no);
+    self.pasted_rest_.remove_prefix(is_whole_line ? end + 1 : self.pasted_rest_.size());
     if (!text.empty() && el_insertstr(editor, text.c_str()) != 0) {
         return CC_ERROR;
     }
@@ -213,7 +236,7 @@ TypedLine Terminal::read_line(std::string& line) {
     if (marks_pastes_) {
         write_out(start_marking_pastes);
     }
-    if (!pasted_.empty()) {
+    if (!pasted_rest_.empty()) {
         el_wpush(editor_, insert_pasted_key);
     }
     int length = 0;
@@ -222,7 +245,7 @@ TypedLine Terminal::read_line(std::string& line) {
         write_out(stop_marking_pastes);
     }
     if (answer_ != TypedLine::line) {
-        pasted_.clear();
+        pasted_rest_ = {};
         write_out("\n");
         return answer_;
     }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include <histedit.h>
 
@@ -51,7 +52,8 @@ class Terminal {
     EditLine* editor_;
     ::History* recalled_;
     std::string prompt_;
-    std::string pasted_;  // what a paste of several lines has left for the next ones
+    std::string pasted_;
+    std::string_view pasted_rest_;  // what a paste of several lines has left for the next ones
     TypedLine answer_ = TypedLine::line;
     bool marks_pastes_;  // the terminal tells pasted text from typed text
 };

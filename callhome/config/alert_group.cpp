@@ -108,11 +108,11 @@ uint32_t callhome_alert_groups(CommandContext* ctx) {
         return report(send_record(Opcode::alert_group, Operation::remove, record, *ctx));
     }
     const ServiceStatus status = look_for_profile(record.name, *ctx);
-    if (status == code(callhome::protocol::Status::not_found)) {
+    if (status == code(Status::not_found)) {
         std::fputs("alert group cannot be configured for a new destination profile\n", stderr);
         return done;
     }
-    if (status != code(callhome::protocol::Status::ok)) {
+    if (status != code(Status::ok)) {
         return report(status);
     }
     return report(send_record(Opcode::alert_group, Operation::set, record, *ctx));

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/interface.h"
@@ -34,6 +36,56 @@ void set_error_prefix(std::string prefix);
 
 // The system contact, which no handler of the library sets. Without a text it is removed.
 ServiceStatus set_system_contact(const std::optional<std::string>& contact);
+
+// The same, and the other settings whose running-configuration lines are the shell's own.
+ServiceStatus read_system_contact(std::optional<std::string>& contact);
+ServiceStatus read_traps(bool& are_on);
+ServiceStatus read_distribution(bool& is_on);
+
+// The refusal with which the service answers requests about the pending copy of the configuration, or 0
+// when there is one.
+ServiceStatus check_pending_copy();
+
+// The distribution session and what the last one came to. Times are seconds since 1970, 0 for none.
+struct SessionState {
+    bool is_open = false;
+    std::uint32_t opened_at = 0;
+    std::string owner;
+    std::string last_action, last_result;  // in words
+    std::string last_cause;                // text of a failure; else empty
+    std::uint32_t last_at = 0;
+    std::string last_user;
+};
+ServiceStatus read_session(SessionState& state);
+
+// A message is being composed: the running configuration cannot be read as a whole.
+bool is_processing_message();
+
+// "2026-11-21 14:05:03", in local time.
+std::string local_time_text(std::uint32_t seconds);
+
+// The running configuration as one mode's block. What the generators write is arranged so that it can be
+// typed again; what they print by themselves comes between.
+struct ConfigurationBlock {
+    std::string mode_line;        // shown before the first line
+    std::size_t level = 1;        // of indentation of the lines
+    bool is_distributed = false;  // distribution is on
+    // The library's mark that there is something to commit; null for none.
+    const std::uint32_t* data_present = nullptr;
+    // Is told each line, as soon as it is known and again when it is shown.
+    std::function<void(std::string_view line)> on_line;
+    // Is asked once, when the driver has written all its lines, for lines to show behind them.
+    std::function<void(const std::function<void(std::string_view line)>& show)> last_lines;
+};
+// Shows the block that `generate` writes. False when no driver ran to its end in it.
+bool write_configuration_block(const ConfigurationBlock& settings, const std::function<void()>& generate);
+
+struct CollectedConfiguration {
+    std::vector<std::string> lines;  // in an order in which they can be typed
+    std::string printed;             // to standard output, past the configuration
+};
+// What `generate` writes, without showing it.
+CollectedConfiguration collect_configuration(const std::function<void()>& generate);
 
 struct MessageRow {
     std::uint32_t id, recorded_at, size, waiting, delivered, failed;

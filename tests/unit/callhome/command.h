@@ -43,6 +43,12 @@ class Command {
         const std::string terminated(value);
         return add(id, 0, terminated.c_str(), terminated.size() + 1);
     }
+    // A text whose form is told by the second code of the token.
+    Command& text_of_kind(std::uint32_t id, std::uint32_t value_kind, std::string_view value) {
+        text(id, value);
+        records_.back().value_kind = value_kind;
+        return *this;
+    }
     template <typename Number>
     Command& number(std::uint32_t id, Number value) {
         return add(id, 0, &value, sizeof value);
@@ -130,6 +136,9 @@ class LibraryTest : public testing::Test {
 };
 
 inline constexpr const char* no_form_refusal = "'no' option is not supported with this command\n";
+inline constexpr const char* port_warning =
+    "Warning: Non standard destination port. Return traffic for this service is subject to class-default "
+    "CoPP class and leads to little to no connectivity\n";
 inline constexpr const char* not_found_text = "text of 0x403B000B\n";
 
 using Asked = std::vector<std::string>;

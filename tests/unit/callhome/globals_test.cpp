@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <string_view>
+#include <utility>
 
 #include "callhome/data.h"
 
@@ -43,7 +45,36 @@ TEST(Globals, TheContactTableListsTheItemsInTheirOrder) {
     }
 }
 
+TEST(Globals, TheListOfAlertGroupsNamesThemInItsOwnOrder) {
+    const std::array<std::pair<unsigned, std::string_view>, 17> expected{{
+        {28, "system"},
+        {29, "environmental"},
+        {30, "linecard-hardware"},
+        {31, "supervisor-hardware"},
+        {32, "inventory"},
+        {33, "test"},
+        {34, "all"},
+        {37, "ZUVA-TAC"},
+        {38, "license"},
+        {40, "syslog-group-port"},
+        {39, "configuration"},
+        {63, "Diagnostic"},
+        {36, "OBX"},
+        {82, "RMON"},
+        {68, "life-cycle"},
+        {83, "pelago"},
+        {103, "crash"},
+    }};
+    ASSERT_EQ(std::size(alert_group_list), expected.size());
+    EXPECT_EQ(sizeof alert_group_list, expected.size() * (4 + 256));
+    for (std::size_t row = 0; row < expected.size(); ++row) {
+        EXPECT_EQ(alert_group_list[row].keyword_id, expected[row].first);
+        EXPECT_EQ(alert_group_list[row].name, expected[row].second);
+    }
+}
+
 TEST(Globals, AreExportedUnderTheirNames) {
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "alert_group_list"), &alert_group_list);
     EXPECT_EQ(dlsym(RTLD_DEFAULT, "cmd_type"), &cmd_type);
     EXPECT_EQ(dlsym(RTLD_DEFAULT, "buffer"), &buffer);
     EXPECT_EQ(dlsym(RTLD_DEFAULT, "print_running_config"), &print_running_config);

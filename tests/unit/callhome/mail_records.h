@@ -25,10 +25,6 @@ enum : std::uint32_t {
 };
 inline constexpr auto not_found = protocol::Status::not_found;
 
-inline constexpr const char* port_warning =
-    "Warning: Non standard destination port. Return traffic for this service is subject to class-default "
-    "CoPP class and leads to little to no connectivity\n";
-
 struct HostCase {
     std::function<void(Command&)> add;
     std::string text;

@@ -1,5 +1,6 @@
-// A process may bring a contact table of its own, as it may any exported data.
+// A process may bring tables of its own, as it may any exported data.
 #include "command.h"
+#include "protocol/records/alert_group.h"
 
 extern "C" {
 // Two tables of one name are the point of this program; the address sanitizer is told so.
@@ -10,6 +11,8 @@ const char* __asan_default_options() {
 extern const CallhomeInfoRow callhome_info_table[CALLHOME_INFO_ROWS] = {
     {"sysContact", "first", nullptr, 0}, {"sysContactEmail", "second", "email-contact", 0}};
 extern const int callhome_info_table_size = 2;
+
+extern const AlertGroupRow alert_group_list[CALLHOME_ALERT_GROUPS] = {{28, "my-own"}};
 }
 
 namespace callhome::test {
@@ -29,6 +32,18 @@ TEST_F(OwnTableTest, ATableWithoutRequiredRowsListsNothingBetweenTheFirstAndTheL
               "Please check if all of following configuration is done \n"
               "To configure sysContact, please use snmp-server command\n");
     EXPECT_EQ(err, "");
+}
+
+TEST_F(OwnTableTest, UserCommandsGoByTheListOfTheProcess) {
+    Command command;
+    run(callhome_process_user_def_cmds, command.keyword(28));
+    EXPECT_EQ(text(platform().exchanges.back().record<protocol::UserCommandRecord>().group), "my-own");
+}
+
+TEST_F(OwnTableTest, SubscriptionsGoByTheLibrarysNames) {
+    Command command;
+    run(callhome_alert_groups, command.keyword(28));
+    EXPECT_EQ(text(platform().exchanges.back().record<protocol::SubscriptionRecord>().group), "system");
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include "platform/reference.h"
 #include "protocol/layout.h"
 #include "protocol/records/contact.h"
+#include "protocol/records/distribution.h"
+#include "protocol/records/feature.h"
 #include "protocol/records/message.h"
 #include "service_link.h"
 #include "temporary_folder.h"
@@ -266,6 +268,125 @@ TEST_F(RequestsTest, AMessageThatIsNotThereIsARefusal) {
     std::string text = "unchanged";
     EXPECT_EQ(read_message_text(7, text), 0x403B000B);
     EXPECT_EQ(text, "unchanged");
+}
+
+protocol::SessionRecord session_of(const char* owner) {
+    protocol::SessionRecord record{};
+    record.is_open = 1;
+    record.opened_at = 86'400 * 2;
+    std::snprintf(record.owner, sizeof record.owner, "%s", owner);
+    return record;
+}
+
+TEST_F(RequestsTest, TheSystemContactIsReadOrThereIsNone) {
+    bool is_set = true;
+    serve([&](const Frame& request, Peer& peer) {
+        EXPECT_EQ(request.header.opcode, 2155U);
+        EXPECT_EQ(request.header.operation, 1U);
+        EXPECT_STREQ(from_transport_order<protocol::ContactRecord>(request.body).name, "sysContact");
+        protocol::ContactRecord record{};
+        std::snprintf(record.value, sizeof record.value, "Ada, room 4");
+        peer.reply(request, is_set ? in_transport_order(record) : "",
+                   is_set ? Status::ok : Status::not_found);
+    });
+    std::optional<std::string> contact;
+    EXPECT_EQ(read_system_contact(contact), 0);
+    EXPECT_EQ(contact, "Ada, room 4");
+    is_set = false;
+    EXPECT_EQ(read_system_contact(contact), 0);
+    EXPECT_EQ(contact, std::nullopt);
+}
+
+TEST_F(RequestsTest, TrapsAndDistributionAreOnOffOrNotToBeRead) {
+    std::uint32_t opcode = 0;
+    std::uint32_t enabled = 1;
+    Status status = Status::ok;
+    serve([&](const Frame& request, Peer& peer) {
+        opcode = request.header.opcode;
+        const protocol::SwitchRecord record{.enabled = enabled, .trailing_flag = 0};
+        peer.reply(request, in_transport_order(record).substr(0, request.body.size()), status);
+    });
+    bool is_on = false;
+    EXPECT_EQ(read_traps(is_on), 0);
+    EXPECT_TRUE(is_on);
+    EXPECT_EQ(opcode, 2188U);
+    EXPECT_EQ(read_distribution(is_on), 0);
+    EXPECT_TRUE(is_on);
+    EXPECT_EQ(opcode, 2177U);
+    enabled = 0;
+    EXPECT_EQ(read_traps(is_on), 0);
+    EXPECT_FALSE(is_on);
+    status = Status::not_found;
+    EXPECT_EQ(read_distribution(is_on), 0) << "a service may not know distribution";
+    status = Status::permission_denied;
+    EXPECT_EQ(read_distribution(is_on), static_cast<ServiceStatus>(Status::permission_denied));
+}
+
+TEST_F(RequestsTest, WhetherThereIsAPendingCopyIsAskedOfThePendingCopy) {
+    serve([&](const Frame& request, Peer& peer) {
+        EXPECT_EQ(request.header.operation, 5U);
+        peer.reply(request, "", Status::no_distribution_session);
+    });
+    EXPECT_EQ(check_pending_copy(), static_cast<ServiceStatus>(Status::no_distribution_session));
+}
+
+TEST_F(RequestsTest, ASessionIsToldInWords) {
+    protocol::SessionRecord record = session_of("ada");
+    record.last_action = 4;
+    record.last_result = 3;
+    record.last_cause = static_cast<std::uint32_t>(Status::no_destination);
+    record.last_at = 7;
+    std::snprintf(record.last_user, sizeof record.last_user, "bob");
+    serve([&](const Frame& request, Peer& peer) {
+        EXPECT_EQ(request.header.opcode, 0x4C484U);
+        peer.reply(request, in_transport_order(record));
+    });
+    SessionState state;
+    EXPECT_EQ(read_session(state), 0);
+    EXPECT_TRUE(state.is_open);
+    EXPECT_EQ(state.owner, "ada");
+    EXPECT_EQ(state.opened_at, 172'800U);
+    EXPECT_EQ(state.last_action, "commit");
+    EXPECT_EQ(state.last_result, "fail");
+    EXPECT_EQ(state.last_cause, "No destination profile has an address to send messages to");
+    EXPECT_EQ(state.last_at, 7U);
+    EXPECT_EQ(state.last_user, "bob");
+    record = {};
+    record.last_result = 1;
+    EXPECT_EQ(read_session(state), 0);
+    EXPECT_FALSE(state.is_open);
+    EXPECT_EQ(state.last_action + "," + state.last_result + "," + state.last_cause, "none,none,");
+}
+
+constexpr std::int32_t session_locked = 0x403B0035;
+
+TEST_F(RequestsTest, ALockedSessionIsSomebodys) {
+    serve([&](const Frame& request, Peer& peer) {
+        peer.reply(request, in_transport_order(session_of("ad\x1b[31ma")));
+    });
+    EXPECT_EQ(std::string(::sys_err_to_str(session_locked)),
+              "The distribution session is locked by ad\\x1b[31ma since " + local_time_text(172'800) +
+                  "; wait until it is committed, or drop it with \"clear callhome session\"");
+}
+
+TEST_F(RequestsTest, ALockedSessionIsNobodysWhenTheServiceCannotSay) {
+    const std::string plain = "The distribution session is locked by another switch or user";
+    protocol::SessionRecord record = session_of("");
+    Status status = Status::ok;
+    serve(
+        [&](const Frame& request, Peer& peer) { peer.reply(request, in_transport_order(record), status); });
+    EXPECT_EQ(::sys_err_to_str(session_locked), plain);
+    record = session_of("ada");
+    record.is_open = 0;
+    EXPECT_EQ(::sys_err_to_str(session_locked), plain);
+    record.is_open = 1;
+    status = Status::malformed_request;
+    EXPECT_EQ(::sys_err_to_str(session_locked), plain);
+}
+
+TEST_F(RequestsTest, ALockedSessionIsNobodysWithoutAService) {
+    EXPECT_STREQ(::sys_err_to_str(session_locked),
+                 "The distribution session is locked by another switch or user");
 }
 
 }  // namespace

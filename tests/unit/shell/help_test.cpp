@@ -52,7 +52,7 @@ constexpr Place places[] = {
     {"configuration", "", "no|do|callhome|snmp-server|exit|quit|end|help"},
     {"configuration", "callhome ", "test|send <cr>"},
     {"configuration", "no ", "callhome|snmp-server"},
-    {"configuration", "do show ", "callhome|history|version"},
+    {"configuration", "do show ", "callhome|running-config|history|version"},
     {"configuration", "sh", "show"},
     {"configuration", "n", "no"},
     {"call-home", "switch-priority ", "<0-7>"},
@@ -106,7 +106,8 @@ TEST_P(QuestionMark, BelongsToAValueOnlyDirectlyAfterOne) {
 
 constexpr InsideValue insides[] = {
     {"site-id what", true},
-    {"site-id what ", false},
+    {"site-id what ", true},
+    {"site-id what now ", true},
     {"site-id ", false},
     {"site-id", false},
     {"destination-profile noc http http://example.org/in", true},

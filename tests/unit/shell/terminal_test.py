@@ -1,10 +1,12 @@
 """The shell at a terminal: what a person sees and types. Arguments: the shell, the library of fakes."""
+import os
 import pathlib
 import re
 import signal
 import stat
 import sys
 import tempfile
+import threading
 import unittest
 
 import pexpect
@@ -200,6 +202,50 @@ class Terminal(unittest.TestCase):
         child.expect_exact("site-id half")
         child.send("-way\r")
         child.expect_exact("4=half-way")
+
+    def site_ids(self, child, text, last):
+        """Sends text faster than it is read; gives the site-ids that have arrived, up to the last."""
+        sender = threading.Thread(target=lambda: self.send_all(child, text))
+        sender.start()
+        child.expect_exact(" 4=" + last)
+        sender.join(LIMIT)
+        # Not from the display: the terminal shows what is typed ahead wherever it comes.
+        history = (self.folder / "state" / "callhome" / "history").read_text().splitlines()
+        return [line.split("site-id ")[1] for line in history if "site-id " in line]
+
+    def forget_history(self):
+        os.truncate(self.folder / "state" / "callhome" / "history", 0)
+
+    @staticmethod
+    def send_all(child, text):
+        rest = text.encode()
+        while rest:
+            rest = rest[os.write(child.child_fd, rest[:4096]):]
+
+    TEXTS = ["what? ? why", "? begins", "Köln 東京 é\u00a0ÿ 😀", "a  b   c", "\"quoted\" 'so' | count",
+             "! no # comment", "$HOME `x` \\ %d %n", "x" * 2047, "ö?" * 682 + "z"]
+
+    def test_a_paste_arrives_as_it_is(self):
+        for term in ("xterm", "dumb"):
+            with self.subTest(term):
+                child = self.in_call_home(term=term)
+                self.forget_history()
+                lines = "".join(f"  site-id {text}\n" for text in self.TEXTS)
+                pasted = f"\x1b[200~{lines}\x1b[201~" if term == "xterm" else lines.replace("\n", "\r")
+                self.assertEqual(self.site_ids(child, pasted, self.TEXTS[-1]), self.TEXTS)
+
+    def test_ten_thousand_pasted_lines_arrive(self):
+        wanted = [f"number {number}, and what next?" for number in range(10_000)]
+        lines = "".join(f"site-id {text}\n" for text in wanted)
+        for term, pasted in (("xterm", f"\x1b[200~{lines}\x1b[201~"), ("dumb", lines.replace("\n", "\r"))):
+            with self.subTest(term):
+                child = self.in_call_home(term=term)
+                self.forget_history()
+                self.assertEqual(self.site_ids(child, pasted, wanted[-1]), wanted)
+
+    def test_a_question_mark_in_a_text_is_a_letter(self):
+        child = self.in_call_home()
+        self.assertIn("4=what ?", self.type(child, "site-id what ?", CALL_HOME))
 
     def test_typed_ahead_lines_run_too(self):
         child = self.open(term="dumb")
