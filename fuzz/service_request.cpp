@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "description.h"
+#include "distribution/local_commit_engine.h"
 #include "fake_message_service.h"
 #include "input.h"
 #include "protocol/layout.h"
@@ -61,6 +62,9 @@ class Storage {
             const Store read_again(database);
             require(description_of(read_again.configuration()) == description_of(store.configuration()),
                     "memory and database hold the same configuration");
+            require(description_of(read_again.pending().configuration()) ==
+                        description_of(store.pending().configuration()),
+                    "memory and database hold the same pending copy");
         }
     }
 
@@ -80,7 +84,9 @@ class World final : public ConnectionHost {
     World(Storage& storage, unsigned flags)
         : is_refused_((flags & refused_client) != 0),
           messages_(io_, storage.database, storage.store.configuration(), {}),
-          dispatcher_(storage.store, messages_) {
+          engine_(io_),
+          session_(storage.database, storage.store, engine_),
+          dispatcher_(storage.store, messages_, session_) {
         int ends[2];
         require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "sockets can be made");
         client_ = ends[1];
@@ -204,6 +210,8 @@ class World final : public ConnectionHost {
     Bytes unread_;
     asio::io_context io_{1};
     MessageService messages_;
+    LocalCommitEngine engine_;
+    DistributionSession session_;
     Dispatcher dispatcher_;
     std::shared_ptr<Connection> connection_;
 };
@@ -218,11 +226,30 @@ Bytes frame(std::uint32_t opcode, std::uint32_t operation, std::span<const std::
 
 // New opcodes go to the end: the corpus counts on the places of the others.
 constexpr std::array opcodes{
-    protocol::Opcode::mail_settings, protocol::Opcode::profile_email, protocol::Opcode::destination_profile,
-    protocol::Opcode::contact_field, protocol::Opcode::feature_state, protocol::Opcode::send_message,
-    protocol::Opcode::traps,         protocol::Opcode::profile_url,   protocol::Opcode::mail_server,
-    protocol::Opcode::message_log,   protocol::Opcode::delivery_log,  protocol::Opcode::message_text,
+    protocol::Opcode::mail_settings,
+    protocol::Opcode::profile_email,
+    protocol::Opcode::destination_profile,
+    protocol::Opcode::contact_field,
+    protocol::Opcode::feature_state,
+    protocol::Opcode::send_message,
+    protocol::Opcode::traps,
+    protocol::Opcode::profile_url,
+    protocol::Opcode::mail_server,
+    protocol::Opcode::message_log,
+    protocol::Opcode::delivery_log,
+    protocol::Opcode::message_text,
     protocol::Opcode::post_alert,
+    protocol::Opcode::alert_group,
+    protocol::Opcode::user_command,
+    protocol::Opcode::duplicate_throttle,
+    protocol::Opcode::periodic_inventory,
+    protocol::Opcode::data_privacy,
+    protocol::Opcode::http_vrf,
+    protocol::Opcode::http_proxy,
+    protocol::Opcode::distribution,
+    protocol::Opcode::commit,
+    protocol::Opcode::clear_session,
+    protocol::Opcode::session_state,
 };
 
 bool lists_every_opcode() {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -5,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/command_output.h"
 #include "platform/interface.h"
 #include "platform/reference.h"
 #include "typing_order.h"
@@ -18,12 +20,6 @@ constexpr int failed = -1;
 struct Released {
     void operator()(char* text) const { std::free(text); }
 };
-
-void show_line(std::size_t level, std::string_view line) {
-    std::printf("%*s", static_cast<int>(level * indentation_width), "");
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::putchar('\n');
-}
 
 // Takes what generators write, cuts it into lines, and hands them on in an order in which they can be
 // typed. The empty lines that some generators put between their parts are no commands: they are dropped.
@@ -91,7 +87,7 @@ class BlockWriter {
 
     void show_mode_line() {
         if (!std::exchange(mode_line_is_shown_, true)) {
-            show_line(block_.level - 1, block_.mode_line);
+            show_configuration_line(block_.mode_line, block_.level - 1);
         }
     }
 
@@ -107,7 +103,7 @@ class BlockWriter {
 
     void show(std::string_view line) {
         show_mode_line();
-        show_line(block_.level, line);
+        show_configuration_line(line, block_.level);
         ++commands_;
     }
 
@@ -164,6 +160,21 @@ class MemoryStream {
     std::FILE* stream_;
 };
 
+// As it is; in a document the lines of it, without the empty ones that only separate.
+void write_unframed(std::string_view text) {
+    if (!is_output_structured()) {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        return;
+    }
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        if (end > 0) {
+            show_configuration_line(text.substr(0, end));
+        }
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+}
+
 void take(std::string_view text) {
     if (block != nullptr) {
         block->take(text);
@@ -171,11 +182,21 @@ void take(std::string_view text) {
         collector->take(text);
     } else {
         ++unframed_commands;
-        std::fwrite(text.data(), 1, text.size(), stdout);
+        write_unframed(text);
     }
 }
 
 }  // namespace
+
+void show_configuration_line(std::string_view line, std::size_t level) {
+    if (is_output_structured()) {
+        set_value(configuration_lines, std::string(line));
+        return;
+    }
+    std::printf("%*s", static_cast<int>(level * indentation_width), "");
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::putchar('\n');
+}
 
 bool write_configuration_block(const ConfigurationBlock& settings, const std::function<void()>& generate) {
     BlockWriter writer(settings);

@@ -1,11 +1,11 @@
-#include <unistd.h>
-
 #include <cstdarg>
 #include <cstdio>
 #include <deque>
 #include <string>
+#include <vector>
 
 #include "platform/interface.h"
+#include "running_output.h"
 #include "text_format.h"
 
 namespace callhome::platform {
@@ -15,28 +15,68 @@ namespace {
 struct Tuple {
     std::uint32_t tag;
     std::string value;
-    std::string text;  // the value as it was shown
 };
 
 // The output of the running command. There is one: a process runs one command at a time.
 struct OutputHandle {
     std::deque<Tuple> tuples;  // never moved while the handle is in use: callers hold their addresses
-    // A terminal would obey the control characters of a value; files and programs get them unchanged.
-    bool on_terminal = false;
 } output_handle;
 
-std::string expand_tuples(const char* format, std::va_list arguments) {
+// A tuple as it stands in the text of one line.
+struct ShownTuple {
+    std::uint32_t tag;
+    std::string text;
+};
+
+struct Expansion {
+    std::string text;
+    std::vector<ShownTuple> tuples;
+};
+
+Expansion expand_tuples(const char* format, std::va_list arguments) {
     bool list_has_ended = false;  // at its null pointer, beyond which nothing is read
-    return expand(format, [&](const Conversion& conversion) -> std::optional<std::string> {
+    Expansion expansion;
+    expansion.text = expand(format, [&](const Conversion& conversion) -> std::optional<std::string> {
         auto* tuple = list_has_ended ? nullptr : static_cast<Tuple*>(va_arg(arguments, void*));
         if (tuple == nullptr) {
             list_has_ended = true;
             return std::nullopt;
         }
-        tuple->text =
-            render(output_handle.on_terminal ? without_controls(tuple->value) : tuple->value, conversion);
-        return tuple->text;
+        expansion.tuples.push_back({tuple->tag, render(tuple->value, conversion)});
+        return expansion.tuples.back().text;
     });
+    return expansion;
+}
+
+bool show_text(std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+}
+
+// Line ends alone are layout, which a document has no use for.
+bool is_layout(std::string_view text) {
+    return text.find_first_not_of('\n') == std::string_view::npos;
+}
+
+void add_to_document(const Expansion& expansion) {
+    if (expansion.tuples.size() == 1) {
+        add_tuple(expansion.tuples.front().tag, expansion.text);  // with what the line says around it
+        return;
+    }
+    for (const ShownTuple& tuple : expansion.tuples) {
+        add_tuple(tuple.tag, tuple.text);
+    }
+    if (expansion.tuples.empty() && !is_layout(expansion.text)) {
+        show_text(expansion.text);
+    }
+}
+
+// Shown at once, so that it keeps its place among what handlers print by themselves.
+bool show(const Expansion& expansion) {
+    if (is_output_structured()) {
+        add_to_document(expansion);
+        return true;
+    }
+    return show_text(expansion.text);
 }
 
 constexpr int failed = -1;
@@ -49,14 +89,13 @@ using callhome::platform::output_handle;
 
 extern "C" void* cli_reply_handle_from_param(CommandContext* /*ctx*/) {
     output_handle.tuples.clear();  // of a command that ended without sending
-    output_handle.on_terminal = ::isatty(STDOUT_FILENO) == 1;
     return &output_handle;
 }
 
 extern "C" void* cli_tuple(uint32_t tag, const char* value) {
     try {
         return &output_handle.tuples.emplace_back(
-            callhome::platform::Tuple{.tag = tag, .value = value == nullptr ? "" : value, .text = {}});
+            callhome::platform::Tuple{.tag = tag, .value = value == nullptr ? "" : value});
     } catch (...) {
         return nullptr;
     }
@@ -70,9 +109,8 @@ extern "C" int cli_print(void* handle, const char* format, ...) {
     va_start(arguments, format);
     int result = failed;
     try {
-        const std::string text = callhome::platform::expand_tuples(format, arguments);
-        // Shown at once, so that it keeps its place among what handlers print by themselves.
-        result = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() ? 0 : failed;
+        result =
+            callhome::platform::show(callhome::platform::expand_tuples(format, arguments)) ? 0 : failed;
     } catch (...) {
         result = failed;
     }

@@ -3,10 +3,10 @@
 #include <cstring>
 #include <string>
 
+#include "clean_text.h"
 #include "platform/interface.h"
 #include "platform/reference.h"
 #include "protocol/status.h"
-#include "text_format.h"
 
 namespace callhome::platform {
 namespace {

@@ -1,9 +1,7 @@
 #include "text_format.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstdio>
 
 namespace callhome::platform {
 namespace {
@@ -40,25 +38,6 @@ std::optional<Conversion> read_conversion(std::string_view& text) {
     }
     text.remove_prefix(1);
     return conversion;
-}
-
-// C0, DEL, or C1 as UTF-8 writes it.
-std::size_t control_length(std::string_view text) {
-    const auto first = static_cast<unsigned char>(text[0]);
-    constexpr unsigned char delete_code = 0x7F, c1_lead = 0xC2, c1_first = 0x80, c1_last = 0x9F;
-    if ((first < ' ' && first != '\n' && first != '\t') || first == delete_code) {
-        return 1;
-    }
-    const auto second = static_cast<unsigned char>(text.size() > 1 ? text[1] : 0);
-    return first == c1_lead && second >= c1_first && second <= c1_last ? 2 : 0;
-}
-
-void append_visible(std::string& out, std::string_view bytes) {
-    for (const char byte : bytes) {
-        std::array<char, sizeof "\\x00"> text{};
-        std::snprintf(text.data(), text.size(), "\\x%02x", static_cast<unsigned char>(byte));
-        out += text.data();
-    }
 }
 
 }  // namespace
@@ -98,20 +77,6 @@ std::string render(std::string_view value, const Conversion& conversion) {
         text.insert(at, conversion.width - text.size(), ' ');
     }
     return text;
-}
-
-std::string without_controls(std::string_view text) {
-    std::string out;
-    while (!text.empty()) {
-        const std::size_t control = control_length(text);
-        if (control > 0) {
-            append_visible(out, text.substr(0, control));
-        } else {
-            out += text[0];
-        }
-        text.remove_prefix(std::max<std::size_t>(control, 1));
-    }
-    return out;
 }
 
 }  // namespace callhome::platform

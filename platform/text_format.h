@@ -24,7 +24,4 @@ std::string expand(std::string_view format, const NextValue& next_value);
 // A value as a conversion shows it.
 std::string render(std::string_view value, const Conversion& conversion);
 
-// The text with its control characters, except tabs and line ends, made visible as \xHH.
-std::string without_controls(std::string_view text);
-
 }  // namespace callhome::platform

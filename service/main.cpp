@@ -14,6 +14,8 @@
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
 
+#include "distribution/local_commit_engine.h"
+#include "distribution/session.h"
 #include "log.h"
 #include "messages/message_service.h"
 #include "options.h"
@@ -70,7 +72,9 @@ void serve(const Options& options) {
     asio::signal_set signals(io, SIGTERM, SIGINT, SIGHUP);
     end_on_signals(signals, io);
     MessageService messages(io, database, store.configuration(), options.delivery);
-    Dispatcher dispatcher(store, messages);
+    LocalCommitEngine commit_engine(io);
+    DistributionSession session(database, store, commit_engine);
+    Dispatcher dispatcher(store, messages, session);
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
@@ -79,8 +83,9 @@ void serve(const Options& options) {
     std::optional<IdleWatch> idle;
     if (options.exit_when_idle) {
         idle.emplace(io, IdleTimes{},
-                     IdleWatch::Questions{.has_clients = [&server] { return server.has_clients(); },
-                                          .is_busy = [&messages] { return messages.busy_soon(); }},
+                     IdleWatch::Questions{
+                         .has_clients = [&server] { return server.has_clients(); },
+                         .is_busy = [&] { return messages.busy_soon() || session.is_committing(); }},
                      [&io] {
                          spdlog::info("ending: no client is left and no message is due");
                          io.stop();

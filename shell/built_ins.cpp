@@ -3,14 +3,15 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 #include <stdexcept>
 #include <string>
 
 #include "configuration_displays.h"
+#include "message_displays.h"
+#include "platform/command_output.h"
 #include "platform/reference.h"
 #include "session.h"
-#include "table.h"
+#include "session_displays.h"
 
 namespace callhome::shell {
 
@@ -39,18 +40,27 @@ std::uint32_t help(Session&, const ParsedCommand&) {
         "Words may be abbreviated as long as they stay unique. Commands are looked up in the\n"
         "current mode, then in the modes above it; \"exit\" leaves a mode, \"end\" and Ctrl-Z go back\n"
         "to exec mode. \"no\" before a configuration command removes the setting.\n"
-        "\"| include\", \"| exclude\", \"| begin\" and \"| count\" select from a command's output.");
+        "\"| include\", \"| exclude\", \"| begin\" and \"| count\" select from a command's output;\n"
+        "\"| json\" and \"| xml\" give a display to programs.");
     return done;
 }
 
 std::uint32_t show_version(Session&, const ParsedCommand&) {
-    std::puts("callhome " CALLHOME_VERSION);
+    if (platform::is_output_structured()) {
+        platform::set_value("version", std::string(CALLHOME_VERSION));
+    } else {
+        std::puts("callhome " CALLHOME_VERSION);
+    }
     return done;
 }
 
 std::uint32_t show_history(Session& session, const ParsedCommand&) {
     for (const std::string& line : session.history().lines()) {
-        std::printf("  %s\n", line.c_str());
+        if (platform::is_output_structured()) {
+            platform::set_value("commands[]", line);
+        } else {
+            std::printf("  %s\n", line.c_str());
+        }
     }
     return done;
 }
@@ -63,79 +73,17 @@ std::uint32_t set_system_contact(Session&, const ParsedCommand& command) {
     return succeeded(platform::set_system_contact(contact), CommandClass::configuration) ? done : failed;
 }
 
-std::string time_text(std::uint32_t seconds) {
-    return seconds == 0 ? "-" : platform::local_time_text(seconds);
-}
-
-std::string state_of(const platform::MessageRow& row) {
-    std::string state;
-    const auto add = [&](std::uint32_t number, const char* what) {
-        if (number > 0) {
-            state += (state.empty() ? "" : ", ") + std::to_string(number) + " " + what;
-        }
-    };
-    add(row.delivered, "delivered");
-    add(row.waiting, "waiting");
-    add(row.failed, "failed");
-    return state.empty() ? "no receiver" : state;
-}
-
 std::uint32_t show_messages(Session&, const ParsedCommand&) {
-    std::vector<platform::MessageRow> rows;
-    if (!succeeded(platform::read_messages(rows))) {
-        return failed;
-    }
-    if (rows.empty()) {
-        std::puts("No message has been recorded.");
-        return done;
-    }
-    Table table({"ID", "Recorded", "Type", "Profile", "Format", "Bytes", "Receivers", "Subject"});
-    for (const platform::MessageRow& row : rows) {
-        table.add({std::to_string(row.id), time_text(row.recorded_at), row.type, row.profile, row.format,
-                   std::to_string(row.size), state_of(row), row.subject});
-    }
-    std::fputs(table.text().c_str(), stdout);
-    return done;
+    return succeeded(show_message_list()) ? done : failed;
 }
 
 std::uint32_t show_queue(Session&, const ParsedCommand&) {
-    std::vector<platform::DeliveryRow> rows;
-    if (!succeeded(platform::read_queue(rows))) {
-        return failed;
-    }
-    Table table({"Message", "Receiver", "Tries", "Next try", "Last result"});
-    const auto now = static_cast<std::uint32_t>(std::time(nullptr));
-    for (const platform::DeliveryRow& row : rows) {
-        table.add({std::to_string(row.message_id), row.receiver, std::to_string(row.attempts),
-                   row.next_attempt_at <= now ? "now" : time_text(row.next_attempt_at), row.last_result});
-    }
-    std::fputs(rows.empty() ? "Nothing waits to be sent.\n" : table.text().c_str(), stdout);
-    return done;
+    return succeeded(show_waiting()) ? done : failed;
 }
 
 std::uint32_t show_message(Session&, const ParsedCommand& command) {
     const auto id = std::get<std::uint32_t>(command.values.front().value);
-    std::string text;
-    std::vector<platform::DeliveryRow> rows;
-    if (!succeeded(platform::read_message_text(id, text)) ||
-        !succeeded(platform::read_deliveries(id, rows))) {
-        return failed;
-    }
-    std::string readable = printable(text, KeepLineEnds::yes);
-    if (!readable.ends_with('\n')) {
-        readable += '\n';
-    }
-    std::fputs(readable.c_str(), stdout);
-    if (rows.empty()) {
-        return done;
-    }
-    Table table({"Receiver", "State", "Tries", "Last try", "Last result"});
-    for (const platform::DeliveryRow& row : rows) {
-        table.add({row.receiver, row.state, std::to_string(row.attempts), time_text(row.last_attempt_at),
-                   row.last_result});
-    }
-    std::printf("\n%s", table.text().c_str());
-    return done;
+    return succeeded(show_one_message(id)) ? done : failed;
 }
 
 constexpr std::array built_ins{
@@ -163,7 +111,12 @@ bool succeeded(ServiceStatus status, CommandClass command) {
     if (status < 0) {
         shell_print_mts_error(static_cast<std::uint32_t>(command), errno);
     } else if (status != 0) {
-        std::puts(sys_err_to_str(status));
+        const char* refusal = sys_err_to_str(status);
+        if (platform::is_output_structured()) {
+            platform::set_value(platform::error_lines, std::string(refusal));
+        } else {
+            std::puts(refusal);
+        }
     }
     return status == 0;
 }

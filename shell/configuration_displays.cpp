@@ -5,9 +5,9 @@
 #include "built_ins.h"
 #include "configuration_difference.h"
 #include "defaults.h"
+#include "platform/command_output.h"
 #include "platform/reference.h"
 #include "session.h"
-#include "table.h"
 
 namespace callhome::shell {
 
@@ -20,13 +20,9 @@ constexpr std::string_view block_mode = "call-home";
 constexpr std::string_view block_mode_line = "callhome";
 constexpr std::string_view parent_mode = "configuration";
 constexpr std::string_view distribute_line = "distribute";
+constexpr std::string_view removed_lines = "removed[]";
+constexpr std::string_view added_lines = "added[]";
 constexpr ServiceStatus message_in_progress = 0x403B001C;
-constexpr ServiceStatus no_distribution_session = 0x403B0032;
-
-void show_line(const std::string& line) {
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::putchar('\n');
-}
 
 // The settings whose lines stand before the block: no generator of the library writes them.
 struct OuterSettings {
@@ -43,12 +39,12 @@ bool read(OuterSettings& settings) {
 
 void show_outer_lines(const OuterSettings& settings, MissingDefaults* defaults) {
     const auto show = [&](const std::string& line) {
-        show_line(line);
+        platform::show_configuration_line(line);
         if (defaults != nullptr) {
             defaults->notice(line);
         }
     };
-    show_line("configure terminal");
+    platform::show_configuration_line("configure terminal");
     if (settings.contact) {
         show("snmp-server contact " + *settings.contact);
     }
@@ -57,7 +53,7 @@ void show_outer_lines(const OuterSettings& settings, MissingDefaults* defaults) 
     }
     if (defaults != nullptr) {
         for (const std::string& line : defaults->lines()) {
-            show_line(line);
+            platform::show_configuration_line(line);
         }
     }
     std::putchar('\n');
@@ -114,7 +110,7 @@ std::uint32_t show_configuration(Session& session, const ParsedCommand& command,
     if (!has_driver_ended) {
         return succeeded(message_in_progress) ? done : failed;
     }
-    show_line("end");
+    platform::show_configuration_line("end");
     return is_complete ? done : failed;
 }
 
@@ -140,8 +136,12 @@ bool read_copy(Session& session, const ParsedCommand& command, Copy copy, std::v
     return has_generated(result);
 }
 
-void show_fact(const char* name, const std::string& value) {
-    std::printf("%s : %s\n", name, printable(value, KeepLineEnds::no).c_str());
+void show_change(const std::string& line) {
+    if (platform::is_output_structured()) {
+        platform::set_value(line.starts_with('-') ? removed_lines : added_lines, line.substr(1));
+    } else {
+        std::puts(line.c_str());
+    }
 }
 
 }  // namespace
@@ -163,7 +163,7 @@ std::uint32_t show_pending(Session& session, const ParsedCommand& command) {
         return failed;
     }
     for (const std::string& line : lines) {
-        show_line(line);
+        platform::show_configuration_line(line);
     }
     return done;
 }
@@ -178,45 +178,16 @@ std::uint32_t show_pending_difference(Session& session, const ParsedCommand& com
     }
     const std::vector<std::string> changes = difference(effective, pending);
     for (const std::string& line : changes) {
-        show_line(line);
+        show_change(line);
     }
-    if (changes.empty()) {
+    if (changes.empty() && !platform::is_output_structured()) {
         std::puts("There is no difference: the pending configuration is the effective one.");
     }
     return done;
 }
 
-std::uint32_t show_last_action(Session&, const ParsedCommand&) {
-    platform::SessionState state;
-    if (!succeeded(platform::read_session(state))) {
-        return failed;
-    }
-    show_fact("action", state.last_action);
-    show_fact("result", state.last_result);
-    if (!state.last_cause.empty()) {
-        show_fact("cause", state.last_cause);
-    }
-    if (state.last_at != 0) {
-        show_fact("time", platform::local_time_text(state.last_at));
-    }
-    if (!state.last_user.empty()) {
-        show_fact("user", state.last_user);
-    }
-    return done;
-}
-
-std::uint32_t show_distribution_session(Session&, const ParsedCommand&) {
-    platform::SessionState state;
-    if (!succeeded(platform::read_session(state))) {
-        return failed;
-    }
-    if (!state.is_open) {
-        std::puts(sys_err_to_str(no_distribution_session));
-        return done;
-    }
-    show_fact("owner", state.owner);
-    show_fact("open since", platform::local_time_text(state.opened_at));
-    return done;
+platform::Members difference_document() {
+    return {{removed_lines}, {added_lines}};
 }
 
 }  // namespace callhome::shell

@@ -1,9 +1,10 @@
-// The displays of the configuration as commands, and of the session that collects changes of it.
+// The displays of the configuration as commands.
 #pragma once
 
 #include <cstdint>
 
 #include "parser.h"
+#include "platform/command_output.h"
 
 namespace callhome::shell {
 
@@ -13,7 +14,8 @@ std::uint32_t show_running_config(Session& session, const ParsedCommand& command
 std::uint32_t show_running_config_with_defaults(Session& session, const ParsedCommand& command);
 std::uint32_t show_pending(Session& session, const ParsedCommand& command);
 std::uint32_t show_pending_difference(Session& session, const ParsedCommand& command);
-std::uint32_t show_last_action(Session& session, const ParsedCommand& command);
-std::uint32_t show_distribution_session(Session& session, const ParsedCommand& command);
+
+// The members of the document "difference".
+platform::Members difference_document();
 
 }  // namespace callhome::shell

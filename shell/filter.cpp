@@ -74,8 +74,11 @@ std::optional<FilterError> parse_filters(std::string_view text, std::vector<Filt
         const std::string_view typed = take_word(rest);
         const FilterWord* filter = filter_named(typed);
         if (filter == nullptr) {
-            return FilterError{typed, "is not a filter: use include, exclude, begin, count or no-more",
-                               false};
+            return FilterError{
+                typed, "is not a filter: use include, exclude, begin, count, no-more, json or xml", false};
+        }
+        if (is_format(filter->kind) && !filters.empty()) {
+            return FilterError{typed, "can only be the first filter", false};
         }
         FilterSpec spec{filter->kind, {}};
         if (filter->takes_pattern) {
@@ -122,7 +125,7 @@ struct FilterChain::Stage {
 
 FilterChain::FilterChain(const std::vector<FilterSpec>& filters) {
     for (const FilterSpec& filter : filters) {
-        if (filter.kind != FilterKind::no_more) {
+        if (filter.kind != FilterKind::no_more && !is_format(filter.kind)) {
             stages_.push_back(std::make_unique<Stage>(filter.kind, filter.pattern));
         }
     }
@@ -158,6 +161,8 @@ void FilterChain::pass(std::size_t stage, std::string_view line, std::string& sh
                 ++filter.lines;
                 return;
             case FilterKind::no_more:
+            case FilterKind::json:
+            case FilterKind::xml:
                 break;
         }
     }

@@ -12,7 +12,7 @@ namespace callhome::shell {
 
 inline constexpr char filter_mark = '|';
 
-enum class FilterKind : std::uint8_t { include, exclude, begin, count, no_more };
+enum class FilterKind : std::uint8_t { include, exclude, begin, count, no_more, json, xml };
 
 struct FilterWord {
     std::string_view word;
@@ -27,7 +27,14 @@ inline constexpr FilterWord filter_words[] = {
     {"begin", FilterKind::begin, true, "From the first line that matches"},
     {"count", FilterKind::count, false, "The number of lines"},
     {"no-more", FilterKind::no_more, false, "Without stopping at each screen"},
+    {"json", FilterKind::json, false, "The display as JSON; comes first"},
+    {"xml", FilterKind::xml, false, "The display as XML; comes first"},
 };
+
+// True for those that say in which form a display comes, and do not look at its lines.
+constexpr bool is_format(FilterKind kind) {
+    return kind == FilterKind::json || kind == FilterKind::xml;
+}
 
 struct FilterSpec {
     FilterKind kind;

@@ -153,6 +153,8 @@ class Reader {
                 command.command_id = number_from(argument);
             } else if (option == "enter") {
                 command.entered_mode = mode_named(argument);
+            } else if (option == "document") {
+                command.document = argument;
             } else {
                 fail("unknown option \"" + std::string(option) + "\" of a command");
             }

@@ -51,11 +51,17 @@ struct Command {
     std::string_view syntax;   // as written, with ids
     std::string_view handler;  // "@name": the shell's own
     std::string_view help;
+    std::string_view document;  // what a display becomes as JSON or XML
     std::uint32_t command_id = 0;
     std::optional<std::size_t> entered_mode;  // once the handler has returned 0
     std::vector<std::uint16_t> first;         // nodes that it may begin with
     std::size_t line = 0;                     // of the grammar, from 1
 };
+
+// Displays are what is read a screen at a time, and what can be had as JSON or XML.
+inline bool is_display(const Command& command) {
+    return command.syntax.starts_with("show ");
+}
 
 // A function of the library that no command is bound to.
 struct OtherExport {

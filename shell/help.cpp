@@ -41,7 +41,7 @@ Candidate candidate_for(const Grammar& grammar, const Node& node) {
 }
 
 // The words after the command: "| include PATTERN | count". False when it does not know them.
-bool expect_filter(Expectation& expectation, std::string_view filters) {
+bool expect_filter(Expectation& expectation, const Command& command, std::string_view filters) {
     const std::string_view last = last_filter(filters);
     const auto earlier = filters.substr(0, static_cast<std::size_t>(last.data() - filters.data()));
     const bool ends_in_blank = blanks.find(filters.back()) != std::string_view::npos;
@@ -55,7 +55,8 @@ bool expect_filter(Expectation& expectation, std::string_view filters) {
     if (is_at_word) {
         expectation.partial = rest;
         for (const FilterWord& filter : filter_words) {
-            if (filter.word.starts_with(rest)) {
+            const bool may_stand_here = !is_format(filter.kind) || (earlier.empty() && is_display(command));
+            if (filter.word.starts_with(rest) && may_stand_here) {
                 add(expectation, {std::string(filter.word), filter.help, true});
             }
         }
@@ -113,7 +114,8 @@ bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& m
         if (words.front() == filter_mark && matcher.ended() != nullptr) {
             // The partial word belongs to the filters.
             const char* end = partial.data() + partial.size();
-            return expect_filter(expectation, {words.data(), static_cast<std::size_t>(end - words.data())});
+            return expect_filter(expectation, *matcher.ended(),
+                                 {words.data(), static_cast<std::size_t>(end - words.data())});
         }
         const std::string_view from_here = words;
         const std::vector<std::uint16_t> possible = matcher.next_nodes();
@@ -134,7 +136,7 @@ bool expect_in_mode(Expectation& expectation, const Grammar& grammar, Matcher& m
         }
     }
     if (partial.starts_with(filter_mark) && matcher.ended() != nullptr) {
-        return expect_filter(expectation, partial);
+        return expect_filter(expectation, *matcher.ended(), partial);
     }
     add_next(expectation, grammar, matcher, partial);
     return true;

@@ -13,6 +13,7 @@
 
 #include "command_library.h"
 #include "docs.h"
+#include "documents.h"
 #include "grammar.h"
 #include "history.h"
 #include "interactive.h"
@@ -43,6 +44,7 @@ SessionSettings settings_for(const Options& options) {
     SessionSettings settings;
     settings.prompt_name = options.prompt_name ? *options.prompt_name : short_host_name();
     settings.active_supervisor = !options.standby;
+    settings.output = options.output;
     settings.find_service = [socket = options.socket] {
         platform::use_service(platform::find_service(socket, program_folder()));
     };
@@ -124,6 +126,10 @@ int run(Options options) {
     const Grammar grammar = read_grammar(embedded_grammar(), embedded_grammar_name);
     if (options.dump_commands) {
         std::fputs(command_reference(grammar).c_str(), stdout);
+        return EXIT_SUCCESS;
+    }
+    if (options.schema_folder) {
+        write_schemas(grammar, *options.schema_folder);
         return EXIT_SUCCESS;
     }
     if (options.sources.empty()) {

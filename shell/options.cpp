@@ -16,6 +16,15 @@ struct Option {
     void (*apply)(Options&, std::string_view);
 };
 
+platform::OutputFormat format_named(std::string_view name) {
+    constexpr std::array<std::string_view, 3> names{"text", "json", "xml"};  // as OutputFormat has them
+    const auto* const found = std::find(names.begin(), names.end(), name);
+    if (found == names.end()) {
+        throw UsageError("--output is text, json or xml, not \"" + std::string(name) + "\"");
+    }
+    return static_cast<platform::OutputFormat>(found - names.begin());
+}
+
 // The whole process should take no longer than a few empty ones: a library for options would cost more
 // than all else here.
 constexpr std::array option_table{
@@ -31,6 +40,8 @@ constexpr std::array option_table{
            [](Options& options, std::string_view) { options.keep_going = true; }},
     Option{"--echo", "", "", "Show prompt and command before each answer",
            [](Options& options, std::string_view) { options.echo = true; }},
+    Option{"--output", "", "FORMAT", "How displays are shown: text, json or xml",
+           [](Options& options, std::string_view text) { options.output = format_named(text); }},
     Option{"--socket", "", "PATH", "Socket of the call-home service",
            [](Options& options, std::string_view text) { options.socket = text; }},
     Option{"--prompt-name", "", "NAME", "What the prompt begins with (default: the host's name)",
@@ -44,6 +55,8 @@ constexpr std::array option_table{
     Option{"--standby", "", "", "", [](Options& options, std::string_view) { options.standby = true; }},
     Option{"--dump-commands", "", "", "",
            [](Options& options, std::string_view) { options.dump_commands = true; }},
+    Option{"--dump-schemas", "", "FOLDER", "",
+           [](Options& options, std::string_view text) { options.schema_folder = text; }},
 };
 
 const Option& option_named(std::string_view name) {

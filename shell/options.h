@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/command_output.h"
+
 namespace callhome::shell {
 
 struct ScriptSource {
@@ -23,6 +25,8 @@ struct Options {
     bool show_help = false;
     bool show_version = false;
     bool dump_commands = false;
+    std::optional<std::filesystem::path> schema_folder;  // --dump-schemas
+    platform::OutputFormat output = platform::OutputFormat::text;
     std::optional<std::string> socket;
     std::optional<std::string> prompt_name;
     std::optional<std::filesystem::path> library;

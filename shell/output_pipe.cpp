@@ -13,7 +13,7 @@
 #include <system_error>
 
 #include "pager.h"
-#include "table.h"
+#include "platform/command_output.h"
 
 namespace callhome::shell {
 
@@ -30,11 +30,6 @@ bool output_was_lost = false;
 bool pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
     FilterChain chain(filters);
     Pager pager(STDOUT_FILENO, with_pager);
-    // The handler writes to a pipe and cannot know that its values end on a terminal.
-    const bool on_terminal = isatty(STDOUT_FILENO) != 0;
-    const auto show = [&](const std::string& lines) {
-        pager.show(on_terminal ? printable(lines, KeepLineEnds::yes) : lines);
-    };
     std::string pending;
     std::string shown;
     std::array<char, piece_size> piece{};
@@ -55,14 +50,14 @@ bool pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
             chain.take(pending, shown);
             pending.clear();
         }
-        show(shown);
+        pager.show(shown);
         shown.clear();
     }
     if (!pending.empty()) {
         chain.take(pending, shown);
     }
     chain.finish(shown);
-    show(shown);
+    pager.show(shown);
     return !pager.has_failed();
 }
 
@@ -116,12 +111,13 @@ bool OutputPipe::has_lost_output() {
 
 void OutputPipe::close_at_exit() {
     if (active != nullptr) {
+        platform::CommandOutput::end_at_exit();  // what is left of it goes through the filters, too
         active->close();
     }
 }
 
 void OutputPipe::close() {
-    if (std::fflush(stdout) != 0) {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         // The filter has gone; what it did not take must not appear after it.
         __fpurge(stdout);
         std::clearerr(stdout);

@@ -84,7 +84,7 @@ class LevelParser {
         parsed.mode = mode;
         parsed.no_form = no_form;
         if (!rest_.empty()) {
-            if (std::optional<FilterError> wrong = parse_filters(rest_, parsed.filters)) {
+            if (std::optional<FilterError> wrong = read_filters(parsed)) {
                 ParseError error{wrong->is_incomplete ? ErrorKind::incomplete : ErrorKind::value,
                                  static_cast<std::size_t>(wrong->word.data() - line_.data()),
                                  std::string(wrong->word),
@@ -100,6 +100,17 @@ class LevelParser {
             return {std::move(error), words_matched_};
         }
         return {std::move(parsed), words_matched_};
+    }
+
+    std::optional<FilterError> read_filters(ParsedCommand& parsed) const {
+        if (std::optional<FilterError> wrong = parse_filters(rest_, parsed.filters)) {
+            return wrong;
+        }
+        if (is_format(parsed.filters.front().kind) && !is_display(*parsed.command)) {
+            std::string_view words = rest_.substr(1);
+            return FilterError{take_word(words), "is a form of displays; this command is none", false};
+        }
+        return std::nullopt;
     }
 
     void add_tokens(ParsedCommand& parsed) const {

@@ -1,20 +1,17 @@
 #include "session.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 
 #include "built_ins.h"
+#include "documents.h"
 #include "output_pipe.h"
 
 namespace callhome::shell {
 
 namespace {
-
-constexpr std::string_view display_word = "show ";
-
-// Displays are what is read a screen at a time.
-bool is_display(const Command& command) {
-    return command.syntax.starts_with(display_word);
-}
 
 bool has_no_more(const std::vector<FilterSpec>& filters) {
     for (const FilterSpec& filter : filters) {
@@ -23,6 +20,18 @@ bool has_no_more(const std::vector<FilterSpec>& filters) {
         }
     }
     return false;
+}
+
+// A form and "no-more" need no process that goes through the lines.
+bool selects_lines(const std::vector<FilterSpec>& filters) {
+    return std::any_of(filters.begin(), filters.end(), [](const FilterSpec& filter) {
+        return !is_format(filter.kind) && filter.kind != FilterKind::no_more;
+    });
+}
+
+// Only a document has members.
+platform::Members members_for(const Command& command, platform::OutputFormat format) {
+    return format == platform::OutputFormat::text ? platform::Members{} : document_members(command);
 }
 
 }  // namespace
@@ -57,25 +66,43 @@ LineResult Session::run(std::string_view line) {
 std::uint32_t Session::execute(const ParsedCommand& command) {
     const bool with_pager =
         settings_.with_pager && is_display(*command.command) && !has_no_more(command.filters);
-    if (command.filters.empty() && !with_pager) {
-        return call_handler(command);
+    const bool on_terminal = isatty(STDOUT_FILENO) != 0;  // also at the far end of filters and pager
+    std::optional<OutputPipe> pipe;
+    if (with_pager || selects_lines(command.filters)) {
+        pipe.emplace(command.filters, with_pager);
     }
-    const OutputPipe pipe(command.filters, with_pager);
-    return call_handler(command);
+    return is_built_in(*command.command) ? run_built_in(command, on_terminal)
+                                         : call_handler(command, on_terminal);
 }
 
-std::uint32_t Session::call_handler(const ParsedCommand& command) {
-    if (is_built_in(*command.command)) {
-        const BuiltIn& built_in = built_in_named(command.command->handler);
-        if (built_in.needs_service) {
-            find_service_once();
-        }
-        return built_in.run(*this, command);
+std::uint32_t Session::run_built_in(const ParsedCommand& command, bool on_terminal) {
+    const BuiltIn& built_in = built_in_named(command.command->handler);
+    if (built_in.needs_service) {
+        find_service_once();
     }
+    const platform::CommandOutput output = open_output(command, on_terminal);
+    return built_in.run(*this, command);
+}
+
+std::uint32_t Session::call_handler(const ParsedCommand& command, bool on_terminal) {
     const Handler handler = library_.handler_of(*command.command);
     find_service_once();
     HandlerContext context = context_of(command);
+    const platform::CommandOutput output = open_output(command, on_terminal);
     return handler(context.get());
+}
+
+platform::CommandOutput Session::open_output(const ParsedCommand& command, bool on_terminal) const {
+    const platform::OutputFormat format = format_of(command);
+    return {format, members_for(*command.command, format), on_terminal};
+}
+
+platform::OutputFormat Session::format_of(const ParsedCommand& command) const {
+    const FilterKind first = command.filters.empty() ? FilterKind::no_more : command.filters.front().kind;
+    if (is_format(first)) {
+        return first == FilterKind::json ? platform::OutputFormat::json : platform::OutputFormat::xml;
+    }
+    return is_display(*command.command) ? settings_.output : platform::OutputFormat::text;
 }
 
 void Session::find_service_once() {

@@ -12,13 +12,15 @@
 #include "grammar.h"
 #include "history.h"
 #include "parser.h"
+#include "platform/command_output.h"
 
 namespace callhome::shell {
 
 struct SessionSettings {
     std::string prompt_name;
     bool active_supervisor = true;
-    bool with_pager = false;             // long displays stop at each screen
+    bool with_pager = false;                                       // long displays stop at each screen
+    platform::OutputFormat output = platform::OutputFormat::text;  // of displays
     std::function<void()> find_service;  // called once, before the first command that needs the service
     std::function<void(std::size_t)> on_mode_change = [](std::size_t) {};
 };
@@ -58,7 +60,10 @@ class Session {
 
  private:
     std::uint32_t execute(const ParsedCommand& command);
-    std::uint32_t call_handler(const ParsedCommand& command);
+    std::uint32_t run_built_in(const ParsedCommand& command, bool on_terminal);
+    std::uint32_t call_handler(const ParsedCommand& command, bool on_terminal);
+    platform::CommandOutput open_output(const ParsedCommand& command, bool on_terminal) const;
+    platform::OutputFormat format_of(const ParsedCommand& command) const;
     void find_service_once();
 
     const Grammar& grammar_;

@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "callhome/context.h"
+#include "platform/utf8.h"
 
 namespace callhome::shell {
 
@@ -30,52 +31,10 @@ bool is_letter_or_digit(char character) {
            (character >= '0' && character <= '9');
 }
 
-// Bytes that a UTF-8 sequence with this first byte has after it, or nothing when none begins so.
-std::optional<std::size_t> continuation_bytes(unsigned char first) {
-    if (first < 0x80) {
-        return 0;
-    }
-    if (first >= 0xC2 && first <= 0xDF) {
-        return 1;
-    }
-    if (first >= 0xE0 && first <= 0xEF) {
-        return 2;
-    }
-    if (first >= 0xF0 && first <= 0xF4) {
-        return 3;
-    }
-    return std::nullopt;
-}
-
-// Second bytes that would make an overlong form, a surrogate or a number beyond Unicode.
-bool is_second_byte(unsigned char first, unsigned char second) {
-    switch (first) {
-        case 0xE0:
-            return second >= 0xA0 && second <= 0xBF;
-        case 0xED:
-            return second >= 0x80 && second <= 0x9F;
-        case 0xF0:
-            return second >= 0x90 && second <= 0xBF;
-        case 0xF4:
-            return second >= 0x80 && second <= 0x8F;
-        default:
-            return second >= 0x80 && second <= 0xBF;
-    }
-}
-
 // The length of the well-formed sequence at the beginning of `text`; 0 when there is none.
 std::size_t sequence_length(std::string_view text) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    const std::optional<std::size_t> more = continuation_bytes(byte(0));
-    if (!more || text.size() <= *more || (*more > 0 && !is_second_byte(byte(0), byte(1)))) {
-        return 0;
-    }
-    for (std::size_t at = 2; at <= *more; ++at) {
-        if ((byte(at) & 0xC0U) != 0x80U) {
-            return 0;
-        }
-    }
-    return *more + 1;
+    const platform::Sequence sequence = platform::first_sequence(text);
+    return sequence.state == platform::SequenceState::whole ? sequence.length : 0;
 }
 
 bool is_control(unsigned char byte) {

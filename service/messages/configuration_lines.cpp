@@ -115,6 +115,45 @@ void add_mail(std::vector<std::string>& lines, const Configuration& configuratio
     }
 }
 
+void add_http(std::vector<std::string>& lines, const HttpSettings& http) {
+    if (!http.vrf_name.empty()) {
+        lines.push_back(fmt::format("transport http use-vrf {}", http.vrf_name));
+    }
+    if (!http.proxy.server.empty()) {
+        lines.push_back(
+            fmt::format("transport http proxy server {} port {}", http.proxy.server, http.proxy.port));
+    }
+    if (http.proxy.enabled) {
+        lines.emplace_back("transport http proxy enable");
+    }
+}
+
+void add_periodic_inventory(std::vector<std::string>& lines, const PeriodicInventory& settings) {
+    constexpr std::uint32_t minutes_an_hour = 60;
+    const PeriodicInventory defaults;
+    constexpr std::string_view command = "periodic-inventory notification";
+    if (settings.notification) {
+        lines.emplace_back(command);
+    }
+    if (settings.time_period != defaults.time_period) {
+        lines.push_back(fmt::format("{} interval {}", command, settings.time_period));
+    }
+    if (settings.time_of_day != defaults.time_of_day) {
+        lines.push_back(fmt::format("{} timeofday {:02}:{:02}", command,
+                                    settings.time_of_day / minutes_an_hour,
+                                    settings.time_of_day % minutes_an_hour));
+    }
+}
+
+void add_privacy(std::vector<std::string>& lines, const Privacy& privacy) {
+    if (privacy.high) {
+        lines.emplace_back("data-privacy level high");
+    }
+    if (privacy.host_name) {
+        lines.emplace_back("data-privacy hostname");
+    }
+}
+
 }  // namespace
 
 std::vector<std::string> configuration_lines(const Configuration& configuration) {
@@ -128,7 +167,16 @@ std::vector<std::string> configuration_lines(const Configuration& configuration)
     for (const Profile& profile : configuration.profiles) {
         add_profile(lines, profile);
     }
+    for (const UserCommand& entry : configuration.user_commands) {
+        lines.push_back(fmt::format("alert-group {} user-def-cmd {}", entry.group, entry.command));
+    }
     add_mail(lines, configuration);
+    add_http(lines, configuration.http);
+    if (!configuration.duplicate_throttle) {
+        lines.emplace_back("no duplicate-message throttle");
+    }
+    add_periodic_inventory(lines, configuration.periodic_inventory);
+    add_privacy(lines, configuration.privacy);
     lines.emplace_back(configuration.enabled ? "enable" : "disable");
     return lines;
 }

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "distribution/session.h"
 #include "messages/message_service.h"
 #include "protocol/status.h"
 #include "requests/reply.h"
@@ -19,12 +20,9 @@ namespace callhome::service {
 using LateAnswer = std::function<void(protocol::Status, std::span<const std::byte> body)>;
 
 // Who sent the request.
-class Caller {
+class Caller : public Requester {
  public:
-    virtual ~Caller() = default;
-
     virtual bool may_change() const = 0;
-    virtual std::string login_name() const = 0;
     virtual LateAnswer answer_later() = 0;
 
  protected:
@@ -35,12 +33,15 @@ class Caller {
 
 struct Call {
     Store& store;
+    ConfigurationCopy& copy;  // of the shared configuration: what this request reads or changes
     MessageService& messages;
+    DistributionSession& session;
     Caller& caller;
     std::span<const std::byte> record;  // of the length and with the terminators of its layout, host order
     Reply& reply;
 
     const Configuration& configuration() const { return store.configuration(); }
+    const SharedConfiguration& shared() const { return copy.configuration(); }
 };
 
 // The status of the request; nothing when Caller::answer_later was used and the answer is on its way.

@@ -6,6 +6,8 @@
 #include <array>
 #include <iterator>
 
+#include "protocol/records/mail.h"
+
 namespace callhome::service {
 namespace {
 
@@ -53,6 +55,10 @@ bool is_word(std::string_view text) {
     return !text.empty() && has_no(text, is_blank);
 }
 
+bool is_empty_or_word(std::string_view text) {
+    return text.empty() || is_word(text);
+}
+
 bool is_name(std::string_view text) {
     return !text.empty() && has_no(text, is_invisible);
 }
@@ -72,6 +78,13 @@ bool is_url(std::string_view text) {
     }
     const std::string_view rest = text.substr(scheme->size());
     return !rest.empty() && rest.front() != '/';
+}
+
+bool is_address_type(std::uint32_t number) {
+    using protocol::AddressType;
+    constexpr std::array known{AddressType::unknown, AddressType::ipv4, AddressType::ipv6,
+                               AddressType::host_name};
+    return std::ranges::find(known, static_cast<AddressType>(number)) != known.end();
 }
 
 std::string_view cut_text(std::string_view text, std::size_t limit) {

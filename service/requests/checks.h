@@ -1,16 +1,22 @@
-// What a text of a request may be. All texts are UTF-8; none may hold control characters or line
+// What a text or number of a request may be. All texts are UTF-8; none may hold control characters or line
 // separators, so that each can be printed and typed again.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 namespace callhome::service {
 
-bool is_line(std::string_view text);           // may be empty, may hold blanks
-bool is_word(std::string_view text);           // not empty, no blanks
+bool is_line(std::string_view text);  // may be empty, may hold blanks
+bool is_word(std::string_view text);  // not empty, no blanks
+bool is_empty_or_word(std::string_view text);
 bool is_name(std::string_view text);           // a word of printable characters only
 bool is_email_address(std::string_view text);  // a word with text on both sides of its one '@'
 bool is_url(std::string_view text);            // a word: http:// or https:// and a host
+
+inline constexpr std::uint32_t highest_port = 65'535;
+
+bool is_address_type(std::uint32_t number);  // one of protocol::AddressType
 
 // `text` cut to at most `limit` bytes: behind the last whole line that fits, or behind the last whole
 // character when not even one line does.

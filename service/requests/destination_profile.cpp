@@ -3,6 +3,7 @@
 #include "requests/checks.h"
 #include "requests/fields.h"
 #include "requests/functions.h"
+#include "requests/walk.h"
 
 namespace callhome::service {
 namespace {
@@ -36,13 +37,16 @@ bool is_valid(const protocol::ProfileRecord& record) {
            record.message_size <= largest_message && record.message_level <= highest_message_level;
 }
 
-std::ptrdiff_t count_user_profiles(const Configuration& configuration) {
+std::ptrdiff_t count_user_profiles(const SharedConfiguration& configuration) {
     return std::ranges::count(configuration.profiles, false, &Profile::built_in);
 }
 
 template <AddressKind kind>
+constexpr auto address_list = kind == AddressKind::email ? &Profile::email_addresses : &Profile::urls;
+
+template <AddressKind kind>
 const std::vector<ProfileAddress>& addresses_of(const Profile& profile) {
-    return kind == AddressKind::email ? profile.email_addresses : profile.urls;
+    return profile.*address_list<kind>;
 }
 
 template <AddressKind kind>
@@ -56,22 +60,11 @@ bool has_address(const Profile& profile, std::string_view address) {
            addresses_of<kind>(profile).end();
 }
 
-// The entry of the profile behind the cursor; a null pointer when the walk of this profile has ended.
-template <AddressKind kind>
-const ProfileAddress* address_after(const Profile& profile, std::uint32_t cursor) {
-    const auto& addresses = addresses_of<kind>(profile);
-    const auto next = std::ranges::upper_bound(addresses, cursor, {}, &ProfileAddress::index);
-    return next == addresses.end() ? nullptr : &*next;
-}
-
-Outcome answer_address(Call& call, const Profile& profile, const ProfileAddress* entry) {
-    if (entry == nullptr) {
-        return Status::no_further_entry;
-    }
+Outcome answer_address(Call& call, const Profile& profile, const ProfileAddress& entry) {
     protocol::AddressRecord answer{};
     write_text(answer.name, profile.name);
-    write_text(answer.address, entry->address);
-    answer.index = entry->index;
+    write_text(answer.address, entry.address);
+    answer.index = entry.index;
     answer.reserved = reserved_word;
     call.reply.set_record(answer);
     return Status::ok;
@@ -80,15 +73,15 @@ Outcome answer_address(Call& call, const Profile& profile, const ProfileAddress*
 }  // namespace
 
 Outcome get_profile(Call& call, const protocol::ProfileRecord& record) {
-    const Profile* profile = call.store.find_profile(read_text(record.name));
+    const Profile* profile = call.copy.find_profile(read_text(record.name));
     return profile == nullptr ? Outcome(Status::not_found) : answer_profile(call, *profile);
 }
 
 // The profile of the key may have been removed since: what would have followed it is the answer.
 Outcome get_next_profile(Call& call, const protocol::ProfileRecord& record) {
     const std::string name = read_text(record.name);
-    const auto& profiles = call.configuration().profiles;
-    auto next = name.empty() ? profiles.begin() : call.store.profile_position(name);
+    const auto& profiles = call.shared().profiles;
+    auto next = name.empty() ? profiles.begin() : call.copy.profile_position(name);
     if (next != profiles.end() && next->name == name) {
         ++next;
     }
@@ -107,47 +100,33 @@ Outcome set_profile(Call& call, const protocol::ProfileRecord& record) {
                           .email_addresses = {},
                           .urls = {},
                           .alert_groups = {}};
-    const Profile* existing = call.store.find_profile(changed.name);
-    if (existing == nullptr && count_user_profiles(call.configuration()) >= most_user_profiles) {
+    const Profile* existing = call.copy.find_profile(changed.name);
+    if (existing == nullptr && count_user_profiles(call.shared()) >= most_user_profiles) {
         return Status::limit_reached;
     }
     if (existing != nullptr && existing->built_in && existing->format != changed.format) {
         return Status::built_in_profile;
     }
-    call.store.put_profile(changed);
+    call.copy.put_profile(changed);
     return Status::ok;
 }
 
 Outcome remove_profile(Call& call, const protocol::ProfileRecord& record) {
     const std::string name = read_text(record.name);
-    const Profile* profile = call.store.find_profile(name);
+    const Profile* profile = call.copy.find_profile(name);
     if (profile == nullptr) {
         return Status::not_found;
     }
     if (profile->built_in) {
         return Status::built_in_profile;
     }
-    call.store.remove_profile(name);
+    call.copy.remove_profile(name);
     return Status::ok;
 }
 
-// A walk stays within the profile of its key; without a name it begins with the first profile that
-// has an entry.
 template <AddressKind kind>
 Outcome get_next_address(Call& call, const protocol::AddressRecord& record) {
-    const std::string name = read_text(record.name);
-    if (!name.empty()) {
-        const Profile* profile = call.store.find_profile(name);
-        return profile == nullptr
-                   ? Outcome(Status::no_further_entry)
-                   : answer_address(call, *profile, address_after<kind>(*profile, record.index));
-    }
-    for (const Profile& profile : call.configuration().profiles) {
-        if (const ProfileAddress* entry = address_after<kind>(profile, record.index)) {
-            return answer_address(call, profile, entry);
-        }
-    }
-    return Status::no_further_entry;
+    return answer_next(call, read_text(record.name), record.index, address_list<kind>, answer_address);
 }
 
 template <AddressKind kind>
@@ -157,7 +136,7 @@ Outcome add_address(Call& call, const protocol::AddressRecord& record) {
     if (!is_address<kind>(address)) {
         return Status::malformed_request;
     }
-    const Profile* profile = call.store.find_profile(name);
+    const Profile* profile = call.copy.find_profile(name);
     if (profile == nullptr) {
         return Status::not_found;
     }
@@ -167,7 +146,7 @@ Outcome add_address(Call& call, const protocol::AddressRecord& record) {
     if (addresses_of<kind>(*profile).size() >= most_addresses) {
         return Status::limit_reached;
     }
-    call.store.add_address(kind, name, address);
+    call.copy.add_address(kind, name, address);
     return Status::ok;
 }
 
@@ -175,11 +154,11 @@ template <AddressKind kind>
 Outcome remove_address(Call& call, const protocol::AddressRecord& record) {
     const std::string name = read_text(record.name);
     const std::string address = read_text(record.address);
-    const Profile* profile = call.store.find_profile(name);
+    const Profile* profile = call.copy.find_profile(name);
     if (profile == nullptr || !has_address<kind>(*profile, address)) {
         return Status::not_found;
     }
-    call.store.remove_address(kind, name, address);
+    call.copy.remove_address(kind, name, address);
     return Status::ok;
 }
 

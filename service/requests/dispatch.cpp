@@ -27,73 +27,121 @@ Outcome call_with_record(Call& call) {
 }
 
 template <auto function, typename Record>
-constexpr RequestRow row_of(Opcode opcode, Operation operation, Access access,
+constexpr RequestRow row_of(Opcode opcode, Operation operation, Access access, Scope scope,
                             Outcome (*)(Call&, const Record&)) {
-    return {opcode, operation, access, sizeof(Record), call_with_record<function, Record>};
+    return {opcode, operation, access, scope, sizeof(Record), call_with_record<function, Record>};
 }
 
 template <auto function>
 constexpr RequestRow reads(Opcode opcode, Operation operation) {
-    return row_of<function>(opcode, operation, Access::read, function);
+    return row_of<function>(opcode, operation, Access::read, Scope::effective, function);
+}
+
+// The pending copy; of what is not distributed, the effective value.
+template <auto function>
+constexpr RequestRow reads_pending(Opcode opcode, Operation operation) {
+    return row_of<function>(opcode, operation, Access::read, Scope::pending, function);
+}
+
+// What belongs to this switch alone.
+template <auto function>
+constexpr RequestRow changes(Opcode opcode, Operation operation) {
+    return row_of<function>(opcode, operation, Access::change, Scope::effective, function);
 }
 
 template <auto function>
-constexpr RequestRow changes(Opcode opcode, Operation operation) {
-    return row_of<function>(opcode, operation, Access::change, function);
+constexpr RequestRow changes_shared(Opcode opcode, Operation operation) {
+    return row_of<function>(opcode, operation, Access::change, Scope::shared_change, function);
 }
 
-// A pending copy exists while a distribution session is open; distribution is off.
-Outcome answer_from_pending_copy(Call& /*call*/) {
-    return Status::distribution_off;
-}
-
-constexpr RequestRow pending(Opcode opcode, Operation operation) {
-    return {opcode, operation, Access::read, 0, answer_from_pending_copy};
+template <auto function>
+constexpr RequestRow changes_while_not_distributed(Opcode opcode, Operation operation) {
+    return row_of<function>(opcode, operation, Access::change, Scope::while_not_distributed, function);
 }
 
 constexpr std::array rows{
     reads<get_mail_settings>(Opcode::mail_settings, Operation::get),
-    changes<set_mail_settings>(Opcode::mail_settings, Operation::set),
-    changes<clear_mail_settings>(Opcode::mail_settings, Operation::remove),
-    pending(Opcode::mail_settings, Operation::get_pending),
+    changes_shared<set_mail_settings>(Opcode::mail_settings, Operation::set),
+    changes_shared<clear_mail_settings>(Opcode::mail_settings, Operation::remove),
+    reads_pending<get_mail_settings>(Opcode::mail_settings, Operation::get_pending),
 
     reads<get_next_address<AddressKind::email>>(Opcode::profile_email, Operation::get_next),
-    changes<add_address<AddressKind::email>>(Opcode::profile_email, Operation::set),
-    changes<remove_address<AddressKind::email>>(Opcode::profile_email, Operation::remove),
-    pending(Opcode::profile_email, Operation::get_next_pending),
+    changes_shared<add_address<AddressKind::email>>(Opcode::profile_email, Operation::set),
+    changes_shared<remove_address<AddressKind::email>>(Opcode::profile_email, Operation::remove),
+    reads_pending<get_next_address<AddressKind::email>>(Opcode::profile_email, Operation::get_next_pending),
 
     reads<get_profile>(Opcode::destination_profile, Operation::get),
     reads<get_next_profile>(Opcode::destination_profile, Operation::get_next),
-    changes<set_profile>(Opcode::destination_profile, Operation::set),
-    changes<remove_profile>(Opcode::destination_profile, Operation::remove),
-    pending(Opcode::destination_profile, Operation::get_pending),
-    pending(Opcode::destination_profile, Operation::get_next_pending),
+    changes_shared<set_profile>(Opcode::destination_profile, Operation::set),
+    changes_shared<remove_profile>(Opcode::destination_profile, Operation::remove),
+    reads_pending<get_profile>(Opcode::destination_profile, Operation::get_pending),
+    reads_pending<get_next_profile>(Opcode::destination_profile, Operation::get_next_pending),
 
     reads<get_contact>(Opcode::contact_field, Operation::get),
-    changes<set_contact>(Opcode::contact_field, Operation::set),
-    changes<remove_contact>(Opcode::contact_field, Operation::remove),
-    pending(Opcode::contact_field, Operation::get_pending),
+    changes_while_not_distributed<set_contact>(Opcode::contact_field, Operation::set),
+    changes_while_not_distributed<remove_contact>(Opcode::contact_field, Operation::remove),
+    reads_pending<get_contact>(Opcode::contact_field, Operation::get_pending),
 
     reads<get_feature>(Opcode::feature_state, Operation::get),
     changes<set_feature>(Opcode::feature_state, Operation::set),
-    pending(Opcode::feature_state, Operation::get_pending),
+    reads_pending<get_feature>(Opcode::feature_state, Operation::get_pending),
+
+    reads<get_duplicate_throttle>(Opcode::duplicate_throttle, Operation::get),
+    changes<set_duplicate_throttle>(Opcode::duplicate_throttle, Operation::set),
+    reads_pending<get_duplicate_throttle>(Opcode::duplicate_throttle, Operation::get_pending),
 
     changes<send_message>(Opcode::send_message, Operation::set),
+
+    reads<get_next_subscription>(Opcode::alert_group, Operation::get_next),
+    changes_shared<add_subscription>(Opcode::alert_group, Operation::set),
+    changes_shared<remove_subscription>(Opcode::alert_group, Operation::remove),
+    reads_pending<get_next_subscription>(Opcode::alert_group, Operation::get_next_pending),
+
+    reads<get_next_user_command>(Opcode::user_command, Operation::get_next),
+    changes_shared<add_user_command>(Opcode::user_command, Operation::set),
+    changes_shared<remove_user_command>(Opcode::user_command, Operation::remove),
+    reads_pending<get_next_user_command>(Opcode::user_command, Operation::get_next_pending),
+
+    reads<get_periodic_inventory>(Opcode::periodic_inventory, Operation::get),
+    changes_shared<set_periodic_inventory>(Opcode::periodic_inventory, Operation::set),
+    reads_pending<get_periodic_inventory>(Opcode::periodic_inventory, Operation::get_pending),
+
+    reads<get_distribution>(Opcode::distribution, Operation::get),
+    changes<set_distribution>(Opcode::distribution, Operation::set),
+    reads_pending<get_distribution>(Opcode::distribution, Operation::get_pending),
+
+    reads<get_commit_result>(Opcode::commit, Operation::get),
+    changes<end_session>(Opcode::commit, Operation::set),
+    changes<clear_session>(Opcode::clear_session, Operation::set),
+    reads<get_session_state>(Opcode::session_state, Operation::get),
+
+    reads<get_privacy>(Opcode::data_privacy, Operation::get),
+    changes<set_privacy>(Opcode::data_privacy, Operation::set),
 
     reads<get_traps>(Opcode::traps, Operation::get),
     changes<set_traps>(Opcode::traps, Operation::set),
 
     reads<get_next_address<AddressKind::url>>(Opcode::profile_url, Operation::get_next),
-    changes<add_address<AddressKind::url>>(Opcode::profile_url, Operation::set),
-    changes<remove_address<AddressKind::url>>(Opcode::profile_url, Operation::remove),
-    pending(Opcode::profile_url, Operation::get_next_pending),
+    changes_shared<add_address<AddressKind::url>>(Opcode::profile_url, Operation::set),
+    changes_shared<remove_address<AddressKind::url>>(Opcode::profile_url, Operation::remove),
+    reads_pending<get_next_address<AddressKind::url>>(Opcode::profile_url, Operation::get_next_pending),
 
     reads<get_mail_server>(Opcode::mail_server, Operation::get),
     reads<get_next_mail_server>(Opcode::mail_server, Operation::get_next),
-    changes<set_mail_server>(Opcode::mail_server, Operation::set),
-    changes<remove_mail_server>(Opcode::mail_server, Operation::remove),
-    pending(Opcode::mail_server, Operation::get_pending),
-    pending(Opcode::mail_server, Operation::get_next_pending),
+    changes_shared<set_mail_server>(Opcode::mail_server, Operation::set),
+    changes_shared<remove_mail_server>(Opcode::mail_server, Operation::remove),
+    reads_pending<get_mail_server>(Opcode::mail_server, Operation::get_pending),
+    reads_pending<get_next_mail_server>(Opcode::mail_server, Operation::get_next_pending),
+
+    reads<get_http_vrf>(Opcode::http_vrf, Operation::get),
+    changes_shared<set_http_vrf>(Opcode::http_vrf, Operation::set),
+    changes_shared<remove_http_vrf>(Opcode::http_vrf, Operation::remove),
+    reads_pending<get_http_vrf>(Opcode::http_vrf, Operation::get_pending),
+
+    reads<get_http_proxy>(Opcode::http_proxy, Operation::get),
+    changes_shared<set_http_proxy>(Opcode::http_proxy, Operation::set),
+    changes_shared<remove_http_proxy>(Opcode::http_proxy, Operation::remove),
+    reads_pending<get_http_proxy>(Opcode::http_proxy, Operation::get_pending),
 
     reads<get_next_message>(Opcode::message_log, Operation::get_next),
     reads<get_next_delivery>(Opcode::delivery_log, Operation::get_next),
@@ -139,15 +187,40 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
         return Status::permission_denied;
     }
     protocol::convert_byte_order(body, exchange->request);
-    Call call{store_, messages_, caller, body, reply};
     try {
-        return row->function(call);
+        return call_in_scope(*row, body, caller, reply);
     } catch (const SQLite::Exception& error) {
         spdlog::error("a change was not made because it could not be stored: {} (SQLite error {})",
                       error.what(), error.getExtendedErrorCode());
         reply.clear();
         return Status::storage_failed;
     }
+}
+
+Outcome Dispatcher::call_in_scope(const RequestRow& row, std::span<const std::byte> record, Caller& caller,
+                                  Reply& reply) {
+    const auto call_with = [&](ConfigurationCopy& copy) {
+        Call call{store_, copy, messages_, session_, caller, record, reply};
+        return row.function(call);
+    };
+    switch (row.scope) {
+        case Scope::pending: {
+            const Status why_not = session_.why_no_pending_copy();
+            return why_not == Status::ok ? call_with(store_.pending()) : why_not;
+        }
+        case Scope::shared_change:
+            // None of these takes its time: there is a status at once.
+            return session_.change(caller,
+                                   [&](ConfigurationCopy& copy) { return call_with(copy).value(); });
+        case Scope::while_not_distributed:
+            if (store_.configuration().distribution) {
+                return Status::distribution_on;
+            }
+            break;
+        case Scope::effective:
+            break;
+    }
+    return call_with(store_.effective());
 }
 
 }  // namespace callhome::service

@@ -14,10 +14,19 @@ enum class Access {
     change,  // root, the service's own user and the group callhome
 };
 
+// Which copy of the shared configuration a request gets, and when it is refused for that.
+enum class Scope {
+    effective,             // the effective one
+    pending,               // the pending one; refused while there is none
+    shared_change,         // the one that the distribution session says
+    while_not_distributed  // the effective one; refused while distribution is on
+};
+
 struct RequestRow {
     protocol::Opcode opcode;
     protocol::Operation operation;
     Access access;
+    Scope scope;
     std::size_t record_size;  // of the record that `function` reads; 0 when it reads none
     Outcome (*function)(Call& call);
 };
@@ -33,7 +42,8 @@ inline constexpr std::size_t longest_record = 2628;  // bytes
 
 class Dispatcher {
  public:
-    Dispatcher(Store& store, MessageService& messages) : store_(store), messages_(messages) {}
+    Dispatcher(Store& store, MessageService& messages, DistributionSession& session)
+        : store_(store), messages_(messages), session_(session) {}
 
     // `body` is the frame's, in the transport's byte order; it is turned into host order in place.
     // `reply` holds the answer's body in host order afterwards.
@@ -41,8 +51,12 @@ class Dispatcher {
                    Reply& reply);
 
  private:
+    Outcome call_in_scope(const RequestRow& row, std::span<const std::byte> record, Caller& caller,
+                          Reply& reply);
+
     Store& store_;
     MessageService& messages_;
+    DistributionSession& session_;
 };
 
 }  // namespace callhome::service

@@ -1,7 +1,5 @@
-#include <algorithm>
-#include <array>
-
 #include "requests/functions.h"
+#include "store/requirements.h"
 
 namespace callhome::service {
 namespace {
@@ -12,40 +10,16 @@ bool has_contact(const Configuration& configuration, const char* name) {
     return configuration.contact.contains(name);
 }
 
-bool has_destination(const Configuration& configuration) {
-    return std::ranges::any_of(configuration.profiles, [](const Profile& profile) {
-        return !profile.email_addresses.empty() || !profile.urls.empty();
-    });
-}
-
-bool sends_email(const Profile& profile) {
-    return (profile.transport_methods & protocol::transport_email) != 0 && !profile.email_addresses.empty();
-}
-
-bool can_send_email(const Configuration& configuration) {
-    return !configuration.mail_servers.empty() || !configuration.mail.smtp_server.empty();
-}
-
 // What must be there before the feature goes on, in the order in which an operator hears of it.
-struct Requirement {
-    Status refusal;
-    bool (*is_met)(const Configuration& configuration);
-};
-
-constexpr std::array requirements{
-    Requirement{
-        Status::no_system_contact,
-        [](const Configuration& configuration) { return has_contact(configuration, "sysContact"); }},
-    Requirement{
-        Status::no_contact_email,
-        [](const Configuration& configuration) { return has_contact(configuration, "sysContactEmail"); }},
-    Requirement{Status::no_destination, has_destination},
-    Requirement{Status::no_mail_server,
-                [](const Configuration& configuration) {
-                    return std::ranges::none_of(configuration.profiles, sends_email) ||
-                           can_send_email(configuration);
-                }},
-};
+Status why_not_ready(const Configuration& configuration) {
+    if (!has_contact(configuration, "sysContact")) {
+        return Status::no_system_contact;
+    }
+    if (!has_contact(configuration, "sysContactEmail")) {
+        return Status::no_contact_email;
+    }
+    return why_nothing_can_be_sent(configuration);
+}
 
 constexpr std::uint32_t off = 0;
 constexpr std::uint32_t on = 1;
@@ -66,10 +40,8 @@ Outcome set_feature(Call& call, const protocol::SwitchRecord& record) {
         return Status::malformed_request;
     }
     if (record.enabled == on) {
-        const auto* missing = std::ranges::find_if_not(
-            requirements, [&](const Requirement& needed) { return needed.is_met(call.configuration()); });
-        if (missing != requirements.end()) {
-            return missing->refusal;
+        if (const Status missing = why_not_ready(call.configuration()); missing != Status::ok) {
+            return missing;
         }
     }
     call.store.set_enabled(record.enabled == on);
@@ -85,6 +57,18 @@ Outcome set_traps(Call& call, const protocol::SwitchRecord& record) {
         return Status::malformed_request;
     }
     call.store.set_traps_enabled(record.enabled == on);
+    return Status::ok;
+}
+
+Outcome get_duplicate_throttle(Call& call, const protocol::SwitchRecord& /*record*/) {
+    return answer_switch(call, call.configuration().duplicate_throttle);
+}
+
+Outcome set_duplicate_throttle(Call& call, const protocol::SwitchRecord& record) {
+    if (record.enabled > on) {
+        return Status::malformed_request;
+    }
+    call.store.set_duplicate_throttle(record.enabled == on);
     return Status::ok;
 }
 

@@ -3,11 +3,16 @@
 // be stored leaves them as SQLite::Exception.
 #pragma once
 
+#include "protocol/records/alert_group.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/destination_profile.h"
+#include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
+#include "protocol/records/http.h"
+#include "protocol/records/inventory.h"
 #include "protocol/records/mail.h"
 #include "protocol/records/message.h"
+#include "protocol/records/privacy.h"
 #include "requests/call.h"
 
 namespace callhome::service {
@@ -17,6 +22,8 @@ Outcome get_feature(Call& call, const protocol::SwitchRecord& record);
 Outcome set_feature(Call& call, const protocol::SwitchRecord& record);
 Outcome get_traps(Call& call, const protocol::SwitchRecord& record);
 Outcome set_traps(Call& call, const protocol::SwitchRecord& record);
+Outcome get_duplicate_throttle(Call& call, const protocol::SwitchRecord& record);
+Outcome set_duplicate_throttle(Call& call, const protocol::SwitchRecord& record);
 
 // contact.cpp
 Outcome get_contact(Call& call, const protocol::ContactRecord& record);
@@ -43,6 +50,38 @@ Outcome get_mail_server(Call& call, const protocol::MailServerRecord& record);
 Outcome get_next_mail_server(Call& call, const protocol::MailServerRecord& record);
 Outcome set_mail_server(Call& call, const protocol::MailServerRecord& record);
 Outcome remove_mail_server(Call& call, const protocol::MailServerRecord& record);
+
+// alert_group.cpp
+Outcome get_next_subscription(Call& call, const protocol::SubscriptionRecord& record);
+Outcome add_subscription(Call& call, const protocol::SubscriptionRecord& record);
+Outcome remove_subscription(Call& call, const protocol::SubscriptionRecord& record);
+Outcome get_next_user_command(Call& call, const protocol::UserCommandRecord& record);
+Outcome add_user_command(Call& call, const protocol::UserCommandRecord& record);
+Outcome remove_user_command(Call& call, const protocol::UserCommandRecord& record);
+
+// http.cpp
+Outcome get_http_proxy(Call& call, const protocol::HttpProxyRecord& record);
+Outcome set_http_proxy(Call& call, const protocol::HttpProxyRecord& record);
+Outcome remove_http_proxy(Call& call, const protocol::HttpProxyRecord& record);
+Outcome get_http_vrf(Call& call, const protocol::HttpVrfRecord& record);
+Outcome set_http_vrf(Call& call, const protocol::HttpVrfRecord& record);
+Outcome remove_http_vrf(Call& call, const protocol::HttpVrfRecord& record);
+
+// periodic_inventory.cpp
+Outcome get_periodic_inventory(Call& call, const protocol::PeriodicInventoryRecord& record);
+Outcome set_periodic_inventory(Call& call, const protocol::PeriodicInventoryRecord& record);
+
+// privacy.cpp
+Outcome get_privacy(Call& call, const protocol::PrivacyRecord& record);
+Outcome set_privacy(Call& call, const protocol::PrivacyRecord& record);
+
+// distribution.cpp
+Outcome get_distribution(Call& call, const protocol::DistributionRecord& record);
+Outcome set_distribution(Call& call, const protocol::DistributionRecord& record);
+Outcome get_commit_result(Call& call, const protocol::CommitRecord& record);
+Outcome end_session(Call& call, const protocol::CommitRecord& record);
+Outcome clear_session(Call& call, const protocol::ClearSessionRecord& record);
+Outcome get_session_state(Call& call, const protocol::SessionRecord& record);
 
 // messages.cpp
 Outcome send_message(Call& call, const protocol::SendMessageRecord& record);

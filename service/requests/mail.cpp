@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 
 #include "requests/checks.h"
 #include "requests/fields.h"
@@ -12,19 +11,8 @@ using protocol::AddressType;
 using protocol::Status;
 
 constexpr std::size_t most_mail_servers = 16;
-constexpr std::uint32_t highest_port = 65'535;
 constexpr std::uint32_t highest_priority_number = 100;
 constexpr std::uint32_t reserved_word = 1;
-
-bool is_empty_or_word(std::string_view text) {
-    return text.empty() || is_word(text);
-}
-
-bool is_address_type(std::uint32_t number) {
-    constexpr std::array known{AddressType::unknown, AddressType::ipv4, AddressType::ipv6,
-                               AddressType::host_name};
-    return std::ranges::find(known, static_cast<AddressType>(number)) != known.end();
-}
 
 bool is_valid(const protocol::MailSettingsRecord& record) {
     return is_empty_or_word(read_text(record.from)) && is_empty_or_word(read_text(record.reply_to)) &&
@@ -67,7 +55,7 @@ Outcome answer_server(Call& call, const MailServer& server) {
 }  // namespace
 
 Outcome get_mail_settings(Call& call, const protocol::MailSettingsRecord& /*record*/) {
-    const MailSettings& mail = call.configuration().mail;
+    const MailSettings& mail = call.shared().mail;
     protocol::MailSettingsRecord answer{};
     write_text(answer.from, mail.from);
     write_text(answer.reply_to, mail.reply_to);
@@ -85,7 +73,7 @@ Outcome set_mail_settings(Call& call, const protocol::MailSettingsRecord& record
     if (!is_valid(record)) {
         return Status::malformed_request;
     }
-    call.store.put_mail_settings(settings_of(record));
+    call.copy.put_mail_settings(settings_of(record));
     return Status::ok;
 }
 
@@ -103,17 +91,17 @@ Outcome clear_mail_settings(Call& call, const protocol::MailSettingsRecord& reco
         settings.vrf_name = defaults.vrf_name;
         settings.vrf_id = defaults.vrf_id;
     }
-    call.store.put_mail_settings(settings);
+    call.copy.put_mail_settings(settings);
     return Status::ok;
 }
 
 Outcome get_mail_server(Call& call, const protocol::MailServerRecord& record) {
-    const MailServer* server = call.store.find_mail_server(read_text(record.host));
+    const MailServer* server = call.copy.find_mail_server(read_text(record.host));
     return server == nullptr ? Outcome(Status::not_found) : answer_server(call, *server);
 }
 
 Outcome get_next_mail_server(Call& call, const protocol::MailServerRecord& record) {
-    const auto& servers = call.configuration().mail_servers;
+    const auto& servers = call.shared().mail_servers;
     const auto next = std::ranges::upper_bound(servers, read_text(record.host), {}, &MailServer::host);
     return next == servers.end() ? Outcome(Status::no_further_entry) : answer_server(call, *next);
 }
@@ -128,23 +116,23 @@ Outcome set_mail_server(Call& call, const protocol::MailServerRecord& record) {
                             .priority = record.priority,
                             .vrf_name = read_text(record.vrf_name),
                             .vrf_id = record.vrf_id};
-    const MailServer* existing = call.store.find_mail_server(server.host);
-    if (existing == nullptr && call.configuration().mail_servers.size() >= most_mail_servers) {
+    const MailServer* existing = call.copy.find_mail_server(server.host);
+    if (existing == nullptr && call.shared().mail_servers.size() >= most_mail_servers) {
         return Status::limit_reached;
     }
     if (existing != nullptr && existing->port != server.port) {
         return Status::malformed_request;
     }
-    call.store.put_mail_server(server);
+    call.copy.put_mail_server(server);
     return Status::ok;
 }
 
 Outcome remove_mail_server(Call& call, const protocol::MailServerRecord& record) {
     const std::string host = read_text(record.host);
-    if (call.store.find_mail_server(host) == nullptr) {
+    if (call.copy.find_mail_server(host) == nullptr) {
         return Status::not_found;
     }
-    call.store.remove_mail_server(host);
+    call.copy.remove_mail_server(host);
     return Status::ok;
 }
 

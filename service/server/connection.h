@@ -45,6 +45,7 @@ struct Admission {
     uid_t user;
     bool may_change;
     bool refused;  // its first request is answered with too_many_connections
+    LoginSession session = {};
 };
 
 class Connection final : public Caller, public std::enable_shared_from_this<Connection> {
@@ -63,6 +64,7 @@ class Connection final : public Caller, public std::enable_shared_from_this<Conn
     const Admission& admission() const { return admission_; }
 
     bool may_change() const override { return admission_.may_change; }
+    Identity identity() const override { return {admission_.user, admission_.session}; }
     std::string login_name() const override;
     LateAnswer answer_later() override;
 

@@ -46,7 +46,9 @@ std::optional<PeerCredentials> read_credentials(int socket) {
         return std::nullopt;
     }
     groups->push_back(credentials.gid);
-    return PeerCredentials{.user = credentials.uid, .groups = *std::move(groups)};
+    return PeerCredentials{.user = credentials.uid,
+                           .groups = *std::move(groups),
+                           .session = login_session_of(credentials.pid)};
 }
 
 std::string login_name_of(uid_t user) {

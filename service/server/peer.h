@@ -8,11 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "distribution/login_session.h"
+
 namespace callhome::service {
 
 struct PeerCredentials {
     uid_t user;
     std::vector<gid_t> groups;  // the primary one and all others
+    LoginSession session = {};
 };
 
 // Nothing when the kernel cannot tell; such a peer gets no service.

@@ -85,7 +85,8 @@ void Server::admit(Connection::Socket socket) {
     }
     const Admission admission{.user = credentials->user,
                               .may_change = may_change_(*credentials),
-                              .refused = is_full_for(credentials->user)};
+                              .refused = is_full_for(credentials->user),
+                              .session = credentials->session};
     if (admission.refused && connections_.size() - admitted_ >= limits_.refused_connections) {
         complain(
             fmt::format("a client of user {} was turned away: too many connections", credentials->user));

@@ -53,14 +53,55 @@ struct MailServer {
     std::uint32_t vrf_id = 0;
 };
 
-struct Configuration {
+struct HttpProxy {
+    std::string server;  // empty for none
+    protocol::AddressType address_type = protocol::AddressType::unknown;
+    std::uint32_t port = 8080;
     bool enabled = false;
-    bool traps_enabled = false;
-    std::map<std::string, std::string> contact;  // MIB name to value; only what is set
+};
+
+struct HttpSettings {
+    HttpProxy proxy;
+    std::string vrf_name;  // empty for the default VRF
+};
+
+struct PeriodicInventory {
+    bool notification = false;        // whether inventory messages are sent by themselves
+    std::uint32_t time_period = 7;    // days
+    std::uint32_t time_of_day = 480;  // minutes after midnight
+};
+
+// A command whose output goes with the messages of an alert group.
+struct UserCommand {
+    std::uint32_t index;  // from 1, in the order of adding; never reused
+    std::string group;
+    std::string command;
+};
+
+struct Privacy {
+    bool high = false;       // addresses and serial numbers are masked, too
+    bool host_name = false;  // the host name is masked
+};
+
+// What a distribution session collects changes of: of this there is an effective and a pending copy.
+struct SharedConfiguration {
     // Walk order: full_txt, short_txt, ZUVA-profile, then user profiles by name.
     std::vector<Profile> profiles;
     MailSettings mail;
     std::vector<MailServer> mail_servers;  // by host
+    HttpSettings http;
+    PeriodicInventory periodic_inventory;
+    std::vector<UserCommand> user_commands;  // by index
+};
+
+// The effective configuration, with what belongs to this switch alone.
+struct Configuration : SharedConfiguration {
+    bool enabled = false;
+    bool traps_enabled = false;
+    bool duplicate_throttle = true;  // duplicate messages are counted, not sent
+    bool distribution = false;       // changes are collected and committed together
+    Privacy privacy;
+    std::map<std::string, std::string> contact;  // MIB name to value; only what is set
 };
 
 }  // namespace callhome::service

@@ -1,10 +1,12 @@
 """A service that is not there, lies, or goes away at every byte: the shell says so and comes back."""
+import json
 import os
 import random
 import socket
 import subprocess
 import threading
 import unittest
+import xml.dom.minidom
 
 import harness
 import wire
@@ -50,13 +52,13 @@ RECORD = wire.MAIL_RECORD.pack(b"a@example.net", b"", b"", b"", 0, 0, 0, b"", 0)
 
 
 class HostileService(harness.EndToEnd):
-    def ask(self, answer):
+    def ask(self, answer, form=""):
         """What the shell says when a service answers so."""
         path = self.folder / "fake.sock"
         fake = FakeService(path, answer)
         try:
             return subprocess.run(
-                [harness.PROGRAMS / "callhome", "--socket", path, "-c", "show callhome transport-email"],
+                [harness.PROGRAMS / "callhome", "--socket", path, "-c", "show callhome transport-email" + form],
                 stdin=subprocess.DEVNULL, capture_output=True, timeout=harness.LIMIT,
             )
         finally:
@@ -104,6 +106,14 @@ class HostileService(harness.EndToEnd):
         done = self.ask(reply(b"", status=wire.PERMISSION_DENIED))
         self.assertEqual(done.returncode, 1)
         self.assertIn(b"Permission denied", done.stdout)
+
+    def test_every_answer_becomes_a_whole_document(self):
+        for answer in (reply(RECORD), reply(RECORD)[:50], reply(b"\xff" * len(RECORD)), reply(b"\x1b" * len(RECORD)),
+                       reply(b"\xef\xbf\xbe" * len(RECORD))[:len(reply(RECORD))],
+                       reply(b"", status=wire.PERMISSION_DENIED), reply(b"")):
+            json.loads(self.ask(answer, " | json").stdout.decode("utf-8"))
+            xml.dom.minidom.parseString(self.ask(answer, " | xml").stdout)
+            self.ask(answer).stdout.decode("utf-8")
 
     def test_nobody_there(self):
         done = subprocess.run(

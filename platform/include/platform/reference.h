@@ -64,6 +64,10 @@ bool is_processing_message();
 // "2026-11-21 14:05:03", in local time.
 std::string local_time_text(std::uint32_t seconds);
 
+// Shows one line of the configuration, indented by `level`; in a document it stands among its
+// configuration lines.
+void show_configuration_line(std::string_view line, std::size_t level = 0);
+
 // The running configuration as one mode's block. What the generators write is arranged so that it can be
 // typed again; what they print by themselves comes between.
 struct ConfigurationBlock {

@@ -68,6 +68,7 @@ LibraryTest::LibraryTest() : folder_(make_folder()) {
     std::memset(buffer, 0, sizeof buffer);
     print_running_config = 1;
     pxd_data_present = 0;
+    pxd_dist_enabled = 0;
     sleeps().clear();
 }
 

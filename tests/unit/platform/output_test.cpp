@@ -1,13 +1,9 @@
 #include <gtest/gtest.h>
-#include <pty.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
 #include <string>
 
-#include "file_descriptor.h"
 #include "platform/interface.h"
 
 namespace callhome::platform {
@@ -93,33 +89,6 @@ TEST(OutputTest, OutputKeepsItsPlaceAmongWhatHandlersPrint) {
                   ::cfgout_buf_printf("%s %d\n", "4", 5);
               }),
               "1 2 3 4 5\n");
-}
-
-TEST(OutputTest, ToAFileAValueGoesUnchanged) {
-    EXPECT_EQ(shown_by([] {
-                  void* handle = ::cli_reply_handle_from_param(nullptr);
-                  ::cli_print(handle, "%s", ::cli_tuple(1, "\x1B[2J\x7F"), nullptr);
-              }),
-              "\x1B[2J\x7F");
-}
-
-TEST(OutputTest, OnATerminalTheControlCharactersOfAValueAreMadeVisible) {
-    int terminal = -1, screen = -1;
-    ASSERT_EQ(::openpty(&screen, &terminal, nullptr, nullptr, nullptr), 0);
-    const FileDescriptor screen_end(screen), terminal_end(terminal);
-    std::fflush(stdout);
-    const FileDescriptor real_output(::dup(STDOUT_FILENO));
-    ::dup2(terminal, STDOUT_FILENO);
-
-    void* handle = ::cli_reply_handle_from_param(nullptr);
-    ::cli_print(handle, "name:%s.", ::cli_tuple(1, "\x1B[2J"), nullptr);
-    ::cli_print_send(handle);
-    ::dup2(real_output.get(), STDOUT_FILENO);
-
-    std::array<char, 64> shown{};
-    const ssize_t length = ::read(screen, shown.data(), shown.size());
-    ASSERT_GT(length, 0);
-    EXPECT_EQ(std::string(shown.data(), static_cast<std::size_t>(length)), "name:\\x1b[2J.");
 }
 
 }  // namespace

@@ -70,18 +70,5 @@ TEST(TextFormatTest, AnAbsurdWidthIsCut) {
     EXPECT_EQ(expand("%.99999999999999999999999s", next), "x");
 }
 
-TEST(TextFormatTest, ControlCharactersBecomeVisible) {
-    EXPECT_EQ(without_controls("plain text, \xC3\xA4\xE2\x82\xAC"), "plain text, \xC3\xA4\xE2\x82\xAC");
-    EXPECT_EQ(without_controls("a\tb\n"), "a\tb\n");
-    EXPECT_EQ(without_controls("\x1B[2J"), "\\x1b[2J");
-    EXPECT_EQ(without_controls("\r\b\x7F"), "\\x0d\\x08\\x7f");
-    EXPECT_EQ(without_controls("\xC2\x9B"
-                               "2J"),
-              "\\xc2\\x9b2J")
-        << "the one-character form of ESC [";
-    EXPECT_EQ(without_controls("\xC2\xA0"), "\xC2\xA0");
-    EXPECT_EQ(without_controls("\xC2"), "\xC2");
-}
-
 }  // namespace
 }  // namespace callhome::platform

@@ -60,6 +60,11 @@ void do_what_the_words_say(const CommandContext& context) {
     if (has_value(context, "crash")) {
         (void)std::raise(SIGSEGV);
     }
+    if (has_value(context, "ask")) {
+        std::fputs("sure? ", stdout);  // no line end, no flush: at a terminal, reading shows it
+        const int answer = std::getchar();
+        std::printf("\tthe answer is \x1b%c\n", answer);
+    }
     if (has_value(context, "wait")) {
         std::puts("waiting");
         (void)std::fflush(stdout);
@@ -75,6 +80,12 @@ std::uint32_t tell(const char* handler, const CommandContext& context) {
     std::putchar('\n');
     do_what_the_words_say(context);
     return has_value(context, "refuse") ? 1 : 0;
+}
+
+// What the display does besides is said by the environment, since its command has no values.
+bool display_shall(const char* what) {
+    const char* wish = std::getenv("FAKE_DISPLAY");
+    return wish != nullptr && std::strcmp(wish, what) == 0;
 }
 
 constexpr int display_lines = 100;
@@ -121,8 +132,16 @@ TELLING_HANDLER(callhome_show_user_def_cmds)
 TELLING_HANDLER(callhome_show_sw_inventory)
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
+    if (display_shall("print bytes")) {
+        std::puts("M\xFCller\t\x1b[31m");
+        return 0;
+    }
     for (int line = 1; line <= display_lines; ++line) {
         std::printf("line %d%s\n", line, line == coloured_line ? " \x1b[31mred" : "");
+        if (line == coloured_line && display_shall("lose the service")) {
+            std::fputs("the service is lost\n", stderr);
+            std::exit(EXIT_FAILURE);
+        }
     }
     return 0;
 }

@@ -6,13 +6,16 @@
 #include <gtest/gtest.h>
 #include <link.h>
 
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
 #include "built_ins.h"
 #include "command_library.h"
 #include "docs.h"
+#include "documents.h"
 
 namespace callhome::shell {
 namespace {
@@ -176,6 +179,52 @@ TEST(CommandLibrary, SaysWhichFileCannotBeLoaded) {
     } catch (const std::runtime_error& error) {
         EXPECT_NE(std::string(error.what()).find("/nowhere/libcallhome.so"), std::string::npos);
     }
+}
+
+std::string content_of(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(Schemas, AreThoseOfTheDisplaysThatTheGrammarHas) {
+    const std::filesystem::path folder(SCHEMA_FOLDER);
+    std::map<std::string, std::string> written;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        if (const std::string name = file.path().filename(); name.starts_with("show-")) {
+            written[name] = content_of(file.path());
+        }
+    }
+    EXPECT_EQ(written, all_schemas(grammar()))
+        << "docs/schemas is stale: callhome --dump-schemas docs/schemas; remove those of displays that are "
+           "gone";
+}
+
+TEST(Schemas, ADisplayWithoutADocumentIsNamed) {
+    for (const char* declaration : {"exec show a = h : Help", "exec show a = h document nonsense : Help"}) {
+        const std::string text = std::string("mode exec\n") + declaration + "\nword show : S\nword a : A\n";
+        try {
+            all_schemas(read_grammar(text, "g"));
+            ADD_FAILURE() << declaration;
+        } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(),
+                         "g:2: the display has no document: \"document NAME\" after its handler");
+        }
+    }
+}
+
+TEST(Schemas, DisplaysOfOneNameShareTheirDocument) {
+    const std::string text =
+        "mode exec\nword show : S\nword a : A\nword b : B\n"
+        "exec show a = h document text : One\nexec show a b#5 = h document version : Two\n"
+        "value N u32 1-5 : N\nexec show a <N>#1 = h document ";
+    const auto schemas = all_schemas(read_grammar(text + "text : Three\n", "g"));
+    std::vector<std::string> names;
+    for (const auto& [name, schema] : schemas) {
+        names.push_back(name);
+    }
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"show-a-b.json", "show-a-b.xsd", "show-a.json", "show-a.xsd"}));
+    EXPECT_THROW(all_schemas(read_grammar(text + "version : Three\n", "g")), std::runtime_error);
 }
 
 TEST(CommandReference, IsWhatTheGrammarSays) {

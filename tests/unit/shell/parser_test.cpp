@@ -331,7 +331,12 @@ constexpr Line errors[] = {
     {"call-home", "site-id \xE2\x82", "error at 8: Invalid value: character 9 is not UTF-8"},
     {"configuration", "show version | include", "error at 22: Incomplete command"},
     {"configuration", "show version | sort",
-     "error at 15: Invalid value: \"sort\" is not a filter: use include, exclude, begin, count or no-more"},
+     "error at 15: Invalid value: \"sort\" is not a filter: use include, exclude, begin, count, "
+     "no-more, json or xml"},
+    {"exec", "callhome test | json",
+     "error at 16: Invalid value: \"json\" is a form of displays; this command is none"},
+    {"exec", "show version | count | xml",
+     "error at 23: Invalid value: \"xml\" can only be the first filter"},
     {"exec", "show version | include (",
      "error at 23: Invalid value: \"(\" is not a pattern: missing ): ("},
 };

@@ -1,4 +1,5 @@
 """The shell in scripts: what it prints, where, and how it ends. Arguments: the shell, the library of fakes."""
+import json
 import os
 import subprocess
 import sys
@@ -9,11 +10,11 @@ SHELL, LIBRARY = sys.argv[1:3]
 LIMIT = 30
 
 
-def shell(*arguments, text="", merge=False, output=subprocess.PIPE):
+def shell(*arguments, text="", merge=False, output=subprocess.PIPE, display=""):
     return subprocess.run(
         [SHELL, "--library", LIBRARY, "--socket", "/nonexistent/socket", "--prompt-name", "sw", *arguments],
         input=text, stdout=output, stderr=subprocess.STDOUT if merge else subprocess.PIPE,
-        encoding="utf-8", timeout=LIMIT)
+        encoding="utf-8", timeout=LIMIT, env={**os.environ, "FAKE_DISPLAY": display})
 
 
 class Script(unittest.TestCase):
@@ -136,6 +137,40 @@ class Script(unittest.TestCase):
                                        LIBRARY, *words], capture_output=True, encoding="utf-8", timeout=LIMIT)
                 self.assertEqual((done.stdout, done.returncode), ("", 1))
                 self.assertNotEqual(done.stderr, "")
+
+    def test_what_handlers_print_is_utf8(self):
+        done = shell("-c", "show callhome transport-email", display="print bytes")
+        self.assertEqual((done.stdout, done.returncode), ("M\ufffdller\t\x1b[31m\n", 0))
+
+    def test_a_display_as_json_and_xml_holds_what_was_printed(self):
+        done = shell("-c", "show callhome transport-email | json", display="print bytes")
+        self.assertEqual(json.loads(done.stdout), {"text": ["M\ufffdller\t\x1b[31m"]})
+        done = shell("-c", "show callhome transport-email | xml", display="print bytes")
+        self.assertIn("<line>M\ufffdller\t\\x1b[31m</line>", done.stdout)
+
+    def test_a_service_lost_in_a_display_leaves_a_whole_document(self):
+        for filters in ("| json", "| json | exclude nothing"):
+            done = shell("-c", "show callhome transport-email " + filters, display="lose the service")
+            document = json.loads(done.stdout)
+            self.assertEqual(len(document["text"]), 50)
+            self.assertEqual(document["errors"], ["the command ended before its display was complete"])
+            self.assertEqual((done.stderr, done.returncode), ("the service is lost\n", 1))
+
+    def test_a_service_lost_in_a_display_leaves_what_was_printed(self):
+        for filters in ("", "| exclude nothing"):
+            done = shell("-c", "show callhome transport-email " + filters, display="lose the service")
+            self.assertEqual(done.stdout.count("line "), 50)
+
+    def test_a_document_that_is_lost_fails_the_script(self):
+        for words in ("show version | json", "show version | xml | include version"):
+            with self.subTest(words), open("/dev/full", "w", encoding="utf-8") as full:
+                done = shell("-c", words, output=full)
+                self.assertEqual((done.stderr, done.returncode),
+                                 ("callhome: not everything could be written to standard output\n", 1))
+
+    def test_errors_and_display_stand_in_order_in_one_file(self):
+        done = shell("-c", "show callhome transport-email", display="lose the service", merge=True)
+        self.assertEqual(done.stdout.splitlines()[49:], ["line 50 \x1b[31mred", "the service is lost"])
 
     def test_a_text_keeps_bars_quotes_and_blanks(self):
         done = shell("-c", "conf t", "-c", "callhome", "-c", 'streetaddress  12 "B" | gate  b ')

@@ -24,10 +24,11 @@ class Terminal(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
 
-    def open(self, rows=24, term="xterm", arguments=()):
+    def open(self, rows=24, term="xterm", arguments=(), display=""):
         child = pexpect.spawn(
             SHELL, ["--library", LIBRARY, "--socket", "/nonexistent/socket", "--prompt-name", "sw", *arguments],
             env={"TERM": term, "PATH": "/usr/bin:/bin", "HOME": str(self.folder),
+                 "FAKE_DISPLAY": display,
                  "XDG_STATE_HOME": str(self.folder / "state"),
                  "ASAN_OPTIONS": "handle_segv=0"},  # a crash shall be one also under the sanitizers
             encoding="utf-8", timeout=LIMIT, dimensions=(rows, 80))
@@ -162,6 +163,43 @@ class Terminal(unittest.TestCase):
             child.expect_exact(EXEC)
             self.assertNotIn("\x1b[31m", child.before)
         self.assertIn("line 50 \\x1b[31mred", child.before)
+
+    def test_a_display_keeps_its_tabs_and_shows_other_bytes(self):
+        child = self.open(display="print bytes")
+        for behind in ("", "| no-more", "| include ller", "| begin ller | no-more"):
+            child.send(f"show callhome transport-email {behind}\r")
+            child.expect_exact("M\ufffdller")
+            child.expect(r"^(\t| +)\\x1b\[31m\r\n")
+            child.expect_exact(EXEC)
+
+    def test_a_document_is_shown_a_screen_at_a_time(self):
+        child = self.open(rows=11)
+        child.send("show callhome transport-email | json\r")
+        child.expect_exact("--More--")
+        self.assertIn('"line 8",\r\n', child.before)
+        child.send("q")
+        child.expect_exact(EXEC)
+        shown = self.type(child, "show callhome transport-email | json | include red")
+        self.assertIn(r'"line 50 \u001b[31mred"', shown)
+
+    def test_the_form_of_displays_is_chosen_at_the_start(self):
+        child = self.open(arguments=("--output", "json"))
+        self.assertIn('"version": "', self.type(child, "show version"))
+
+    def test_the_session_outlives_a_service_that_is_lost_in_a_display(self):
+        child = self.open(display="lose the service")
+        child.send("show callhome transport-email | json | no-more\r")
+        child.expect_exact("the command ended before its display was complete")
+        child.expect_exact("% The command was ended; the session goes on")
+        child.expect_exact(EXEC)
+
+    def test_a_question_is_seen_before_its_answer_is_read(self):
+        child = self.open()
+        child.send("callhome send sw-crash process ask\r")
+        child.expect_exact("sure? ")
+        child.send("y\r")
+        child.expect_exact("the answer is \\x1by\r\n")
+        child.expect_exact(EXEC)
 
     def test_ctrl_c_at_a_screen_brings_the_prompt_back(self):
         child = self.open(rows=11)

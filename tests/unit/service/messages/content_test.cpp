@@ -160,6 +160,31 @@ TEST(ConfigurationLines, BringBackASizeAndTransportMethodThatAreNoDefaults) {
             "no destination-profile web transport-method email", "disable"}));
 }
 
+TEST(ConfigurationLines, TellOfEachSettingThatIsNoDefault) {
+    Configuration configuration;
+    configuration.user_commands = {{1, "test", "show  clock"}, {3, "crash", "show | xml"}};
+    configuration.http.vrf_name = "management";
+    configuration.http.proxy.server = "proxy.example";
+    configuration.duplicate_throttle = false;
+    configuration.periodic_inventory.time_period = 1;
+    configuration.privacy.high = true;
+    EXPECT_EQ(configuration_lines(configuration),
+              (std::vector<std::string>{
+                  "alert-group test user-def-cmd show  clock", "alert-group crash user-def-cmd show | xml",
+                  "transport http use-vrf management",
+                  "transport http proxy server proxy.example port 8080", "no duplicate-message throttle",
+                  "periodic-inventory notification interval 1", "data-privacy level high", "disable"}));
+    configuration = {};
+    configuration.http.proxy = {"2001:db8::80", protocol::AddressType::ipv6, 3128, true};
+    configuration.periodic_inventory = {.notification = true, .time_period = 7, .time_of_day = 65};
+    configuration.privacy.host_name = true;
+    EXPECT_EQ(configuration_lines(configuration),
+              (std::vector<std::string>{"transport http proxy server 2001:db8::80 port 3128",
+                                        "transport http proxy enable", "periodic-inventory notification",
+                                        "periodic-inventory notification timeofday 01:05",
+                                        "data-privacy hostname", "disable"}));
+}
+
 TEST(DurationText, CountsDaysApart) {
     EXPECT_EQ(duration_text(0), "00:00:00");
     EXPECT_EQ(duration_text(86'399), "23:59:59");

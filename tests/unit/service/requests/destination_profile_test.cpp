@@ -104,7 +104,7 @@ TEST_F(ProfileTest, ABuiltInProfileKeepsItsFormatAndStays) {
     record.format = static_cast<std::uint32_t>(protocol::MessageFormat::full_text);
     record.message_size = 1'000;
     EXPECT_EQ(profile(Operation::set, record).status, Status::ok);
-    EXPECT_EQ(store.find_profile("full_txt")->message_size, 1'000U);
+    EXPECT_EQ(store.effective().find_profile("full_txt")->message_size, 1'000U);
 }
 
 TEST_F(ProfileTest, TheWalkGivesBuiltInProfilesFirstThenUserProfilesByName) {

@@ -13,9 +13,20 @@ const std::map<Opcode, std::set<int>> answered{
     {Opcode::contact_field, {1, 3, 4, 5}},
     {Opcode::feature_state, {1, 3, 5}},
     {Opcode::send_message, {3}},
+    {Opcode::alert_group, {2, 3, 4, 6}},
+    {Opcode::duplicate_throttle, {1, 3, 5}},
+    {Opcode::periodic_inventory, {1, 3, 5}},
+    {Opcode::distribution, {1, 3, 5}},
+    {Opcode::commit, {1, 3}},
+    {Opcode::clear_session, {3}},
+    {Opcode::session_state, {1}},
+    {Opcode::user_command, {2, 3, 4, 6}},
     {Opcode::traps, {1, 3}},
     {Opcode::profile_url, {2, 3, 4, 6}},
     {Opcode::mail_server, {1, 2, 3, 4, 5, 6}},
+    {Opcode::http_vrf, {1, 3, 4, 5}},
+    {Opcode::http_proxy, {1, 3, 4, 5}},
+    {Opcode::data_privacy, {1, 3}},
     {Opcode::message_log, {2}},
     {Opcode::delivery_log, {2}},
     {Opcode::message_text, {1}},
@@ -72,7 +83,7 @@ TEST_F(DispatchTest, EachRowReadsTheRecordOfItsOpcode) {
 }
 
 TEST_F(DispatchTest, UnknownOpcodesAreNotUnderstood) {
-    for (const std::uint32_t opcode : {0U, 2151U, 2158U, 0x4C484U, 0xFFFFFFFFU}) {
+    for (const std::uint32_t opcode : {0U, 2151U, 2158U, 0x4C485U, 0xFFFFFFFFU}) {
         EXPECT_EQ(send(opcode, 1, {}), Status::malformed_request) << opcode;
     }
 }
@@ -95,9 +106,22 @@ TEST_F(DispatchTest, ThereIsNoPendingCopyWhileDistributionIsOff) {
     for (const auto& [opcode, operations] : answered) {
         for (const int operation : operations) {
             const Outcome outcome = send_zeros(opcode, operation);
-            EXPECT_EQ(outcome == Status::distribution_off, asks_the_pending_copy(operation));
+            EXPECT_EQ(outcome == Status::distribution_off,
+                      asks_the_pending_copy(operation) || opcode == Opcode::clear_session);
             if (asks_the_pending_copy(operation)) {
                 EXPECT_TRUE(reply.body().empty());
+            }
+        }
+    }
+}
+
+TEST_F(DispatchTest, ThereIsNoPendingCopyUntilASessionIsOpen) {
+    store.set_distribution(true);
+    for (const auto& [opcode, operations] : answered) {
+        for (const int operation : operations) {
+            if (asks_the_pending_copy(operation)) {
+                EXPECT_EQ(send_zeros(opcode, operation), Status::no_distribution_session)
+                    << "opcode " << static_cast<int>(opcode) << " operation " << operation;
             }
         }
     }

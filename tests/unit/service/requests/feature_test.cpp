@@ -21,10 +21,10 @@ TEST_F(FeatureTest, EnablingSaysStepByStepWhatIsMissing) {
     EXPECT_EQ(feature(Operation::set, 1).status, Status::no_contact_email);
     store.set_contact("sysContactEmail", "ada@example.net");
     EXPECT_EQ(feature(Operation::set, 1).status, Status::no_destination);
-    store.add_address(AddressKind::email, "short_txt", "ops@example.net");
+    store.effective().add_address(AddressKind::email, "short_txt", "ops@example.net");
     EXPECT_EQ(feature(Operation::set, 1).status, Status::no_mail_server);
     EXPECT_EQ(+feature(Operation::get).record->enabled, 0U);
-    store.put_mail_server({.host = "mx.example.net", .vrf_name = {}});
+    store.effective().put_mail_server({.host = "mx.example.net", .vrf_name = {}});
     EXPECT_EQ(feature(Operation::set, 1).status, Status::ok);
     EXPECT_EQ(+feature(Operation::get).record->enabled, 1U);
 }
@@ -38,22 +38,22 @@ class EnabledMailTest : public FeatureTest {
 };
 
 TEST_F(EnabledMailTest, TheSmtpServerOfTheMailSettingsWillDo) {
-    store.add_address(AddressKind::email, "full_txt", "ops@example.net");
-    store.put_mail_settings(
+    store.effective().add_address(AddressKind::email, "full_txt", "ops@example.net");
+    store.effective().put_mail_settings(
         {.from = {}, .reply_to = {}, .return_receipt = {}, .smtp_server = "mx", .vrf_name = {}});
     EXPECT_EQ(feature(Operation::set, 1).status, Status::ok);
 }
 
 TEST_F(EnabledMailTest, AUrlAloneNeedsNoMailServer) {
-    store.add_address(AddressKind::url, "full_txt", "https://h.example");
+    store.effective().add_address(AddressKind::url, "full_txt", "https://h.example");
     EXPECT_EQ(feature(Operation::set, 1).status, Status::ok);
 }
 
 TEST_F(EnabledMailTest, AnAddressOfAProfileWithoutEmailTransportNeedsNoMailServer) {
-    Profile profile = *store.find_profile("full_txt");
+    Profile profile = *store.effective().find_profile("full_txt");
     profile.transport_methods = protocol::transport_http;
-    store.put_profile(profile);
-    store.add_address(AddressKind::email, "full_txt", "ops@example.net");
+    store.effective().put_profile(profile);
+    store.effective().add_address(AddressKind::email, "full_txt", "ops@example.net");
     EXPECT_EQ(feature(Operation::set, 1).status, Status::ok);
 }
 

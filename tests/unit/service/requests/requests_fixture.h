@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "distribution/local_commit_engine.h"
 #include "fake_message_service.h"
 #include "protocol/layout.h"
 #include "requests/dispatch.h"
@@ -32,7 +33,8 @@ using protocol::Status;
 
 struct FakeCaller final : Caller {
     bool may_change() const override { return allowed; }
-    std::string login_name() const override { return "ada"; }
+    Identity identity() const override { return who; }
+    std::string login_name() const override { return name; }
     LateAnswer answer_later() override {
         return [this](Status status, std::span<const std::byte> body) {
             late_status = status;
@@ -41,6 +43,8 @@ struct FakeCaller final : Caller {
     }
 
     bool allowed = true;
+    Identity who{.user = 1000, .session = {}};
+    std::string name = "ada";
     std::optional<Status> late_status;
     std::vector<std::byte> late_body;
 };
@@ -90,7 +94,9 @@ class RequestsTest : public testing::Test {
     Store store{database};
     asio::io_context io;
     MessageService messages{io, database, store.configuration(), {}};
-    Dispatcher dispatcher{store, messages};
+    LocalCommitEngine engine{io};
+    DistributionSession session{database, store, engine};
+    Dispatcher dispatcher{store, messages, session};
     FakeCaller caller;
     Reply reply;
 };

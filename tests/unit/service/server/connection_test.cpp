@@ -6,6 +6,7 @@
 #include <future>
 #include <thread>
 
+#include "distribution/local_commit_engine.h"
 #include "fake_message_service.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/feature.h"
@@ -92,7 +93,9 @@ class RunningServer {
     Store store_{database_};
     asio::io_context io_{1};
     MessageService messages_{io_, database_, store_.configuration(), {}};
-    Dispatcher dispatcher_{store_, messages_};
+    LocalCommitEngine engine_{io_};
+    DistributionSession session_{database_, store_, engine_};
+    Dispatcher dispatcher_{store_, messages_, session_};
     Listener listener_;
     Server server_;
     int times_empty_ = 0;

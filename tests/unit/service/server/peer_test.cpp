@@ -52,6 +52,7 @@ TEST(PeerCredentials, AreThoseOfTheProcessAtTheOtherEnd) {
     ASSERT_TRUE(credentials);
     EXPECT_EQ(credentials->user, ::geteuid());
     EXPECT_NE(std::ranges::find(credentials->groups, ::getegid()), credentials->groups.end());
+    EXPECT_EQ(credentials->session, login_session_of(::getpid()));
     ::close(ends[0]);
     ::close(ends[1]);
     EXPECT_FALSE(read_credentials(-1));

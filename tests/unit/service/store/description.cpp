@@ -27,12 +27,8 @@ std::string description_of(const Profile& profile) {
 
 }  // namespace
 
-std::string description_of(const Configuration& configuration) {
-    std::string text =
-        fmt::format("enabled {} traps {}\n", configuration.enabled, configuration.traps_enabled);
-    for (const auto& [name, value] : configuration.contact) {
-        text += fmt::format("{} = {}\n", name, value);
-    }
+std::string description_of(const SharedConfiguration& configuration) {
+    std::string text;
     for (const Profile& profile : configuration.profiles) {
         text += description_of(profile);
     }
@@ -45,7 +41,28 @@ std::string description_of(const Configuration& configuration) {
                             static_cast<int>(server.address_type), server.port, server.priority,
                             server.vrf_name, server.vrf_id);
     }
+    const HttpProxy& proxy = configuration.http.proxy;
+    text += fmt::format("proxy {} type {} port {} enabled {} http vrf {}\n", proxy.server,
+                        static_cast<int>(proxy.address_type), proxy.port, proxy.enabled,
+                        configuration.http.vrf_name);
+    const PeriodicInventory& inventory = configuration.periodic_inventory;
+    text += fmt::format("inventory {} every {} days at {}\n", inventory.notification, inventory.time_period,
+                        inventory.time_of_day);
+    for (const UserCommand& entry : configuration.user_commands) {
+        text += fmt::format("command {} of {}: {}\n", entry.index, entry.group, entry.command);
+    }
     return text;
+}
+
+std::string description_of(const Configuration& configuration) {
+    std::string text = fmt::format(
+        "enabled {} traps {} throttle {} distribution {} privacy {} host name {}\n", configuration.enabled,
+        configuration.traps_enabled, configuration.duplicate_throttle, configuration.distribution,
+        configuration.privacy.high, configuration.privacy.host_name);
+    for (const auto& [name, value] : configuration.contact) {
+        text += fmt::format("{} = {}\n", name, value);
+    }
+    return text + description_of(static_cast<const SharedConfiguration&>(configuration));
 }
 
 }  // namespace callhome::service

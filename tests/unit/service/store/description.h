@@ -7,6 +7,7 @@
 
 namespace callhome::service {
 
+std::string description_of(const SharedConfiguration& configuration);
 std::string description_of(const Configuration& configuration);
 
 }  // namespace callhome::service

@@ -1,0 +1,197 @@
+#include "platform/command_output.h"
+
+#include <unistd.h>
+
+#include <stdio_ext.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <system_error>
+
+#include "clean_text.h"
+#include "document.h"
+#include "running_output.h"
+#include "tag_table.h"
+
+namespace callhome::platform {
+namespace {
+
+// Text that comes in pieces, until its lines go into a document.
+class Lines {
+ public:
+    void take(std::string_view piece) { text_ += piece; }
+
+    void put_into(Document& document, std::string_view list) const {
+        std::string_view rest = text_;
+        while (!rest.empty()) {
+            const std::size_t end = std::min(rest.find('\n'), rest.size());
+            document.set(list, std::string(rest.substr(0, end)));
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+        }
+    }
+
+ private:
+    std::string text_;
+};
+
+struct Running {
+    Running(OutputFormat chosen, const Members& members, bool on_terminal)
+        : format(chosen), cleaner(on_terminal ? ControlCharacters::made_visible : ControlCharacters::kept) {
+        if (format != OutputFormat::text) {
+            document.emplace(members);
+        }
+    }
+
+    OutputFormat format;
+    TextCleaner cleaner;
+    std::optional<Document> document;
+    Lines text, configuration;
+    std::FILE* real_output = nullptr;
+};
+
+// Freed when its command ends, so that it is there as long as anything can be printed.
+Running* running = nullptr;
+
+bool put_out(std::FILE* file, std::string_view text) {
+    const bool is_taken = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    return std::fflush(file) == 0 && is_taken;
+}
+
+// By way of the stream, so that it keeps its place among what handlers print by themselves.
+void print(std::string_view text) {
+    (void)std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+// What the stream has gathered. Failures are marked on the real output, where they are looked for.
+ssize_t take_written(void* cookie, const char* data, std::size_t size) {
+    auto& output = *static_cast<Running*>(cookie);
+    const std::string_view piece(data, size);
+    try {
+        if (output.document) {
+            output.text.take(piece);
+            return static_cast<ssize_t>(size);
+        }
+        return put_out(output.real_output, output.cleaner.take(piece)) ? static_cast<ssize_t>(size) : 0;
+    } catch (const std::exception&) {
+        errno = ENOMEM;
+        return 0;
+    }
+}
+
+bool is_buffered_by_line(std::FILE* file) {
+    return __flbf(file) != 0 || isatty(fileno(file)) == 1;
+}
+
+void open_stream(Running& output) {
+    cookie_io_functions_t functions{};
+    functions.write = take_written;
+    std::FILE* stream = fopencookie(&output, "w", functions);
+    if (stream == nullptr) {
+        throw std::system_error(errno, std::generic_category(), "there is no stream for the output");
+    }
+    output.real_output = stdout;
+    (void)std::setvbuf(stream, nullptr, is_buffered_by_line(stdout) ? _IOLBF : _IOFBF, BUFSIZ);
+    stdout = stream;
+}
+
+std::string document_text(Running& output) {
+    output.text.put_into(*output.document, text_lines);
+    output.configuration.put_into(*output.document, configuration_lines);
+    return output.format == OutputFormat::json ? output.document->json() : output.document->xml();
+}
+
+// Writes what is left, and gives `stdout` back.
+void end_output() {
+    const std::unique_ptr<Running> output(running);
+    running = nullptr;
+    (void)std::fclose(stdout);  // what it could not write is marked on the real output
+    stdout = output->real_output;
+    try {
+        put_out(stdout, output->document ? document_text(*output) : output->cleaner.finish());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%% The output cannot be shown: %s\n", error.what());
+    }
+}
+
+// Runs `change` on the document of the running command, if there is one.
+template <typename Change>
+void change_document(Change change) {
+    if (running != nullptr && running->document) {
+        change(*running, *running->document);
+    }
+}
+
+void add_error(Document& document, std::string_view shown) {
+    while (!shown.empty()) {
+        const std::size_t end = std::min(shown.find('\n'), shown.size());
+        if (end > 0) {
+            document.set(error_lines, std::string(shown.substr(0, end)));
+        }
+        shown.remove_prefix(std::min(end + 1, shown.size()));
+    }
+}
+
+}  // namespace
+
+CommandOutput::CommandOutput(OutputFormat format, const Members& members, bool on_terminal)
+    : is_outermost_(running == nullptr) {
+    if (!is_outermost_) {
+        return;
+    }
+    static const bool is_registered = std::atexit(end_at_exit) == 0;
+    (void)is_registered;
+    auto output = std::make_unique<Running>(format, members, on_terminal);
+    open_stream(*output);
+    running = output.release();
+}
+
+CommandOutput::~CommandOutput() {
+    if (is_outermost_ && running != nullptr) {
+        end_output();
+    }
+}
+
+void CommandOutput::end_at_exit() {
+    if (running == nullptr) {
+        return;
+    }
+    change_document([](Running&, Document& document) {
+        document.set(error_lines, std::string("the command ended before its display was complete"));
+    });
+    end_output();
+}
+
+bool is_output_structured() {
+    return running != nullptr && running->document;
+}
+
+void begin_element(std::string_view list) {
+    change_document([&](Running&, Document& document) { document.begin_element(list); });
+}
+
+void set_value(std::string_view place, const Value& value) {
+    change_document([&](Running&, Document& document) { document.set(place, value); });
+}
+
+void add_tuple(std::uint32_t tag, std::string_view shown) {
+    change_document([&](Running&, Document& document) {
+        if (tag == error_tag) {
+            add_error(document, shown);
+        } else if (!take_tuple(document, tag, shown)) {
+            print(shown);
+        }
+    });
+}
+
+void show_configuration(std::string_view text) {
+    if (is_output_structured()) {
+        running->configuration.take(text);
+    } else {
+        print(text);
+    }
+}
+
+}  // namespace callhome::platform
