@@ -33,8 +33,10 @@ struct FreeReply {
 };
 
 // Behind a reply stand zeroes up to its record's length, and one more.
-void check_reply(const std::byte* reply, std::uint32_t length, const protocol::Layout& layout) {
-    require(layout.fields.empty() || length <= layout.size, "a reply is not longer than its record");
+void check_reply(const std::byte* reply, std::uint32_t length, const protocol::Exchange& exchange) {
+    const protocol::Layout& layout = exchange.reply;
+    require(layout.fields.empty() || length <= layout.size + exchange.behind_reply,
+            "a reply is not longer than its record and what may stand behind it");
     const std::size_t end = std::max<std::size_t>(length, layout.size);
     for (std::size_t at = length; at <= end; ++at) {
         require(reply[at] == std::byte{0}, "zeroes follow a reply");
@@ -54,7 +56,7 @@ void exchange_record(Input& script, std::uint32_t opcode) {
         return;
     }
     require(status >= 0, "a failed exchange has no reply");
-    check_reply(static_cast<const std::byte*>(reply), length, exchange->reply);
+    check_reply(static_cast<const std::byte*>(reply), length, *exchange);
     if (status == 0) {
         ch_msg_byteorder_convert(opcode, reply);
     }
@@ -73,6 +75,7 @@ void exchange_records(Input& script) {
         protocol::Opcode::profile_url,
         protocol::Opcode::mail_server,
         protocol::Opcode::message_text,
+        protocol::Opcode::software_inventory,
     };
     while (!script.is_empty()) {
         exchange_record(script, static_cast<std::uint32_t>(opcodes[script.byte() % opcodes.size()]));

@@ -58,7 +58,11 @@ Bytes take_reply(fuzz::Input& script) {
         const auto text = script.counted_bytes();
         return frame(status, static_cast<std::uint32_t>(text.size()), text);
     }
-    const Bytes record = fuzz::take_record(script, exchange->reply);
+    Bytes record = fuzz::take_record(script, exchange->reply);
+    if (exchange->behind_reply != 0) {
+        const auto behind = script.counted_bytes();
+        record.insert(record.end(), behind.begin(), behind.end());
+    }
     return frame(status, static_cast<std::uint32_t>(record.size()), record);
 }
 

@@ -86,7 +86,7 @@ class World final : public ConnectionHost {
           messages_(io_, storage.database, storage.store.configuration(), {}),
           engine_(io_),
           session_(storage.database, storage.store, engine_),
-          dispatcher_(storage.store, messages_, session_) {
+          dispatcher_(storage.store, messages_, software(), session_) {
         int ends[2];
         require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "sockets can be made");
         client_ = ends[1];
@@ -150,6 +150,12 @@ class World final : public ConnectionHost {
         io_.poll();
     }
 
+    // What is installed is no part of the input: one list does for all.
+    static SoftwareInventory& software() {
+        static SoftwareInventory installed;
+        return installed;
+    }
+
     static void lay_down_messages(unsigned flags) {
         FakeMessages& fake = fake_messages();
         if ((flags & message_answered_at_once) != 0) {
@@ -202,7 +208,10 @@ class World final : public ConnectionHost {
             exchange->opcode == protocol::Opcode::send_message) {
             return;
         }
-        require(protocol::why_invalid(body, exchange->reply) == nullptr, "a reply is its opcode's record");
+        const std::size_t record = std::min(body.size(), exchange->reply.size);
+        require(protocol::why_invalid(body.first(record), exchange->reply) == nullptr,
+                "a reply is its opcode's record");
+        require(body.size() - record <= exchange->behind_reply, "no more stands behind it than may");
     }
 
     const bool is_refused_;
@@ -250,6 +259,7 @@ constexpr std::array opcodes{
     protocol::Opcode::commit,
     protocol::Opcode::clear_session,
     protocol::Opcode::session_state,
+    protocol::Opcode::software_inventory,
 };
 
 bool lists_every_opcode() {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -19,16 +20,23 @@
 namespace callhome::platform {
 namespace {
 
+enum class EmptyLines : std::uint8_t { kept, dropped };
+
 // Text that comes in pieces, until its lines go into a document.
 class Lines {
  public:
     void take(std::string_view piece) { text_ += piece; }
 
-    void put_into(Document& document, std::string_view list) const {
+    // Line ends alone are layout, which a document has no use for.
+    bool are_empty() const { return text_.find_first_not_of('\n') == std::string::npos; }
+
+    void put_into(Document& document, std::string_view list, EmptyLines empty) const {
         std::string_view rest = text_;
         while (!rest.empty()) {
             const std::size_t end = std::min(rest.find('\n'), rest.size());
-            document.set(list, std::string(rest.substr(0, end)));
+            if (end > 0 || empty == EmptyLines::kept) {
+                document.set(list, std::string(rest.substr(0, end)));
+            }
             rest.remove_prefix(std::min(end + 1, rest.size()));
         }
     }
@@ -49,6 +57,7 @@ struct Running {
     TextCleaner cleaner;
     std::optional<Document> document;
     Lines text, configuration;
+    std::FILE* stream = nullptr;
     std::FILE* real_output = nullptr;
 };
 
@@ -92,14 +101,18 @@ void open_stream(Running& output) {
     if (stream == nullptr) {
         throw std::system_error(errno, std::generic_category(), "there is no stream for the output");
     }
+    output.stream = stream;
     output.real_output = stdout;
     (void)std::setvbuf(stream, nullptr, is_buffered_by_line(stdout) ? _IOLBF : _IOFBF, BUFSIZ);
     stdout = stream;
 }
 
 std::string document_text(Running& output) {
-    output.text.put_into(*output.document, text_lines);
-    output.configuration.put_into(*output.document, configuration_lines);
+    if (!output.text.are_empty()) {
+        output.text.put_into(*output.document, text_lines, EmptyLines::kept);
+    }
+    // Empty lines only set the parts of a configuration off from each other.
+    output.configuration.put_into(*output.document, configuration_lines, EmptyLines::dropped);
     return output.format == OutputFormat::json ? output.document->json() : output.document->xml();
 }
 
@@ -107,7 +120,9 @@ std::string document_text(Running& output) {
 void end_output() {
     const std::unique_ptr<Running> output(running);
     running = nullptr;
-    (void)std::fclose(stdout);  // what it could not write is marked on the real output
+    // Not `stdout`: in its place may be a stream of the command's own. What this one could not write is
+    // marked on the real output.
+    (void)std::fclose(output->stream);
     stdout = output->real_output;
     try {
         put_out(stdout, output->document ? document_text(*output) : output->cleaner.finish());
@@ -122,6 +137,12 @@ void change_document(Change change) {
     if (running != nullptr && running->document) {
         change(*running, *running->document);
     }
+}
+
+void note_early_end() {
+    change_document([](Running&, Document& document) {
+        document.set(error_lines, std::string("the command ended before its display was complete"));
+    });
 }
 
 void add_error(Document& document, std::string_view shown) {
@@ -149,18 +170,20 @@ CommandOutput::CommandOutput(OutputFormat format, const Members& members, bool o
 }
 
 CommandOutput::~CommandOutput() {
-    if (is_outermost_ && running != nullptr) {
-        end_output();
+    if (!is_outermost_ || running == nullptr) {
+        return;
     }
+    if (std::uncaught_exceptions() > 0) {
+        note_early_end();
+    }
+    end_output();
 }
 
 void CommandOutput::end_at_exit() {
     if (running == nullptr) {
         return;
     }
-    change_document([](Running&, Document& document) {
-        document.set(error_lines, std::string("the command ended before its display was complete"));
-    });
+    note_early_end();
     end_output();
 }
 

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +8,7 @@
 #include "platform/command_output.h"
 #include "platform/interface.h"
 #include "platform/reference.h"
+#include "running_output.h"
 #include "typing_order.h"
 
 namespace callhome::platform {
@@ -160,7 +160,7 @@ class MemoryStream {
     std::FILE* stream_;
 };
 
-// In a document: the lines of a text, without the empty ones that only separate.
+// The lines of a text in a document, without the empty ones that only separate.
 void document_lines(std::string_view text) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
@@ -171,14 +171,6 @@ void document_lines(std::string_view text) {
     }
 }
 
-void write_unframed(std::string_view text) {
-    if (is_output_structured()) {
-        document_lines(text);
-    } else {
-        std::fwrite(text.data(), 1, text.size(), stdout);
-    }
-}
-
 void take(std::string_view text) {
     if (block != nullptr) {
         block->take(text);
@@ -186,20 +178,16 @@ void take(std::string_view text) {
         collector->take(text);
     } else {
         ++unframed_commands;
-        write_unframed(text);
+        show_configuration(text);
     }
 }
 
 }  // namespace
 
 void show_configuration_line(std::string_view line, std::size_t level) {
-    if (is_output_structured()) {
-        set_value(configuration_lines, std::string(line));
-        return;
-    }
-    std::printf("%*s", static_cast<int>(level * indentation_width), "");
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::putchar('\n');
+    // The document keeps the lines as they can be typed; the indentation is for the eye.
+    const std::size_t width = is_output_structured() ? 0 : level * indentation_width;
+    show_configuration(std::string(width, ' ').append(line).append("\n"));
 }
 
 bool write_configuration_block(const ConfigurationBlock& settings, const std::function<void()>& generate) {

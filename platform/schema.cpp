@@ -37,13 +37,14 @@ void add_member(Node& root, const Member& member) {
         rest.remove_prefix(std::min(end + 1, rest.size()));
         const bool is_list = name.ends_with(list_mark);
         name.remove_suffix(is_list ? list_mark.size() : 0);
-        const bool is_at_root = node == &root;
+        const bool is_list_at_root = is_list && node == &root;
         node = &child_named(*node, name);
         node->is_list = is_list;
-        node->is_required = node->is_required || (is_list && is_at_root);
+        node->is_required = node->is_required || is_list_at_root;
     }
     node->type = member.type;
-    node->is_required = node->is_required || member.is_always_there;
+    const bool is_at_root = member.place.find(place_separator) == std::string_view::npos;
+    node->is_required = node->is_required || (member.is_always_there && !is_at_root);
 }
 
 Node tree_of(const Members& members) {

@@ -39,7 +39,7 @@ ReplyBounds bounds_of(std::uint32_t opcode) {
     }
     const std::size_t record = exchange->reply.size;
     const bool is_text = exchange->reply.fields.empty();
-    return {record, is_text ? protocol::largest_frame_body : record};
+    return {record, is_text ? protocol::largest_frame_body : record + exchange->behind_reply};
 }
 
 // A service that is full refuses the connection as a whole, before it knows what is asked.

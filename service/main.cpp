@@ -18,6 +18,7 @@
 #include "distribution/session.h"
 #include "log.h"
 #include "messages/message_service.h"
+#include "messages/periodic_inventory.h"
 #include "options.h"
 #include "requests/dispatch.h"
 #include "server/idle_watch.h"
@@ -72,9 +73,12 @@ void serve(const Options& options) {
     asio::signal_set signals(io, SIGTERM, SIGINT, SIGHUP);
     end_on_signals(signals, io);
     MessageService messages(io, database, store.configuration(), options.delivery);
+    SoftwareInventory software;
     LocalCommitEngine commit_engine(io);
     DistributionSession session(database, store, commit_engine);
-    Dispatcher dispatcher(store, messages, session);
+    Dispatcher dispatcher(store, messages, software, session);
+    InventoryTimer inventory(io, database, store.configuration(), messages, options.delivery);
+    dispatcher.when_changed([&inventory] { inventory.settings_may_have_changed(); });
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
@@ -83,9 +87,12 @@ void serve(const Options& options) {
     std::optional<IdleWatch> idle;
     if (options.exit_when_idle) {
         idle.emplace(io, IdleTimes{},
-                     IdleWatch::Questions{
-                         .has_clients = [&server] { return server.has_clients(); },
-                         .is_busy = [&] { return messages.busy_soon() || session.is_committing(); }},
+                     IdleWatch::Questions{.has_clients = [&server] { return server.has_clients(); },
+                                          .is_busy =
+                                              [&] {
+                                                  return messages.busy_soon() || session.is_committing() ||
+                                                         inventory.due_soon();
+                                              }},
                      [&io] {
                          spdlog::info("ending: no client is left and no message is due");
                          io.stop();

@@ -23,7 +23,7 @@ struct OwnDocument {
 
 constexpr std::array own_documents{
     OwnDocument{"history", {"commands[]"}},
-    OwnDocument{"version", {"version", platform::ValueType::text, true}},
+    OwnDocument{"version", {"version"}},
 };
 
 // The keywords that a command begins with, up to its first value or choice.

@@ -59,7 +59,7 @@ platform::Members session_document(std::string_view name) {
     if (name == "last_action") {
         add_facts<SessionState>(members, action_facts);
     } else if (name == "session") {
-        members.push_back({is_open_place, boolean, true});
+        members.push_back({is_open_place, boolean});
         add_facts<SessionState>(members, session_facts);
     }
     return members;

@@ -20,7 +20,8 @@ enum class Verdict : std::uint8_t {
 
 struct Outcome {
     Verdict verdict = Verdict::postponed;
-    std::string through;  // who had the last word: "host:port"; empty when nobody was asked
+    std::string through;  // who had the last word: "host:port", "the proxy host:port";
+                          // empty when nobody was asked, or the receiver itself
     std::string reason;   // of a failure: one clean line, without a full stop
 };
 
@@ -31,6 +32,13 @@ std::string failure_of(const Outcome& outcome);
 struct MailRoute {
     std::string host;
     std::uint32_t port = 0;
+    std::string vrf_name;
+};
+
+// How HTTP leaves: through a proxy and a VRF (each empty for none).
+struct HttpRoute {
+    std::string proxy;
+    std::uint32_t proxy_port = 0;
     std::string vrf_name;
 };
 
@@ -46,7 +54,8 @@ struct DeliveryJob {
     std::string sender;             // SMTP: the envelope's
     std::string own_name;           // SMTP: how this host greets
     std::vector<MailRoute> routes;  // SMTP: in the order in which they are tried
-    std::string content_type;       // HTTP: of the content
+    HttpRoute http;
+    std::string content_type;  // HTTP: of the content
     std::shared_ptr<const std::string> content;
 };
 

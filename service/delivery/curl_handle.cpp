@@ -36,6 +36,7 @@ CurlHandle::CurlHandle(const char* protocols, const TransferLimits& limits, cons
     set(CURLOPT_QUICK_EXIT, 1L);
     // Where messages go is configured by commands, not by the environment.
     set(CURLOPT_PROXY, "");
+    set(CURLOPT_NOPROXY, "");
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connect.count()));
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits.total.count()));
     set(CURLOPT_SERVER_RESPONSE_TIMEOUT, static_cast<long>(limits.response.count()));
@@ -44,10 +45,10 @@ CurlHandle::CurlHandle(const char* protocols, const TransferLimits& limits, cons
     set(CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));
 }
 
-long CurlHandle::response_code() const {
-    long code = 0;
-    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &code);
-    return code;
+long CurlHandle::number(CURLINFO info) const {
+    long number = 0;
+    curl_easy_getinfo(handle_.get(), info, &number);
+    return number;
 }
 
 std::string CurlHandle::error_text(CURLcode code) const {

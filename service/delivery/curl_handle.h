@@ -26,12 +26,16 @@ class CurlHandle {
 
     CURLcode perform() { return curl_easy_perform(handle_.get()); }
 
-    long response_code() const;
+    long response_code() const { return number(CURLINFO_RESPONSE_CODE); }
+    // What a proxy has answered to CONNECT; 0 when it was not asked.
+    long connect_code() const { return number(CURLINFO_HTTP_CONNECTCODE); }
 
     // Why a transfer has failed, as one clean line.
     std::string error_text(CURLcode code) const;
 
  private:
+    long number(CURLINFO info) const;
+
     static void check(CURLcode code) {
         if (code != CURLE_OK) {
             throw std::runtime_error(curl_easy_strerror(code));

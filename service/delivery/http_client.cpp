@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "delivery/curl_handle.h"
+#include "delivery/endpoint.h"
 #include "messages/text.h"
 
 namespace callhome::service {
@@ -16,6 +17,7 @@ constexpr long first_success = 200;
 constexpr long first_redirection = 300;
 constexpr long first_client_error = 400;
 constexpr long first_server_error = 500;
+constexpr long login_at_proxy = 407;
 constexpr std::array<long, 3> passing_errors{408, 425, 429};  // time-out, too early, too many requests
 
 constexpr const char* not_an_address = "this is not an HTTP or HTTPS address";
@@ -29,10 +31,17 @@ size_t take_no_body(char* /*data*/, size_t /*size*/, size_t /*count*/, void* /*c
     return 0;
 }
 
+bool is_success(long status) {
+    return status >= first_success && status < first_redirection;
+}
+
 Outcome judge(long status) {
     const std::string reason = fmt::format("HTTP status {}", status);
-    if (status >= first_success && status < first_redirection) {
+    if (is_success(status)) {
         return {Verdict::delivered, "", ""};
+    }
+    if (status == login_at_proxy) {
+        return {Verdict::postponed, "", reason + ": a login is wanted there"};
     }
     if (status >= first_redirection && status < first_client_error) {
         return {Verdict::refused, "", reason + ": the address has moved; configure the new one"};
@@ -43,26 +52,61 @@ Outcome judge(long status) {
     return {postponed ? Verdict::postponed : Verdict::refused, "", reason};
 }
 
+// A proxy that does not open the way to an HTTPS server has refused us, not the message: someone may yet
+// set it right.
+Outcome judge(CURLcode result, const CurlHandle& handle) {
+    const long connected = handle.connect_code();
+    if (connected != 0 && !is_success(connected)) {
+        return {Verdict::postponed, "", judge(connected).reason};
+    }
+    if (result == CURLE_ABORTED_BY_CALLBACK) {
+        return {Verdict::stopped, "", ""};
+    }
+    const bool answered = result == CURLE_OK || result == CURLE_WRITE_ERROR;
+    return answered ? judge(handle.response_code())
+                    : Outcome{Verdict::postponed, "", handle.error_text(result)};
+}
+
+// Behind a way that the proxy has opened it is the receiver who speaks. What comes to a plain request may
+// be the answer of either: it is the proxy from which we have it.
+std::string who_answered(const DeliveryJob& job, const CurlHandle& handle, Verdict verdict) {
+    const bool asked_proxy =
+        !job.http.proxy.empty() && (verdict == Verdict::delivered || !is_success(handle.connect_code()));
+    return asked_proxy ? "the proxy " + authority_of(job.http.proxy, job.http.proxy_port) : "";
+}
+
+void choose_way(CurlHandle& handle, const HttpRoute& route) {
+    if (!route.proxy.empty()) {
+        handle.set(CURLOPT_PROXY, ("http://" + authority_of(route.proxy, route.proxy_port)).c_str());
+    }
+    leave_through_vrf(handle, route.vrf_name);
+}
+
 Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
     CurlHandle handle("http,https", limits, stop);
     const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(
         curl_slist_append(nullptr, ("Content-Type: " + job.content_type).c_str()), &curl_slist_free_all);
     handle.set(CURLOPT_URL, job.receiver.c_str());
+    choose_way(handle, job.http);
     handle.set(CURLOPT_HTTPHEADER, headers.get());
     handle.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(job.content->size()));
     handle.set(CURLOPT_POSTFIELDS, job.content->c_str());
     handle.set(CURLOPT_FOLLOWLOCATION, 0L);
     handle.set(CURLOPT_WRITEFUNCTION, &take_no_body);
     const CURLcode result = handle.perform();
-    if (result == CURLE_ABORTED_BY_CALLBACK) {
-        return {Verdict::stopped, "", ""};
-    }
     if (result == CURLE_URL_MALFORMAT) {
         return {Verdict::refused, "", not_an_address};
     }
-    const bool answered = result == CURLE_OK || result == CURLE_WRITE_ERROR;
-    return answered ? judge(handle.response_code())
-                    : Outcome{Verdict::postponed, "", handle.error_text(result)};
+    Outcome outcome = judge(result, handle);
+    outcome.through = who_answered(job, handle, outcome.verdict);
+    return outcome;
+}
+
+// Why no try can be made; empty when one can.
+std::string why_unusable(const HttpRoute& route) {
+    const bool usable = route.proxy.empty() || is_endpoint(route.proxy, route.proxy_port);
+    return usable ? why_no_vrf(route.vrf_name)
+                  : "what is configured as HTTP proxy is not the name or address of a host";
 }
 
 }  // namespace
@@ -70,6 +114,9 @@ Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::st
 Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
     if (!is_http(job.receiver)) {
         return {Verdict::refused, "", not_an_address};
+    }
+    if (std::string reason = why_unusable(job.http); !reason.empty()) {
+        return {Verdict::postponed, "", std::move(reason)};
     }
     try {
         return post(job, limits, stop);

@@ -1,5 +1,6 @@
 // HTTP and HTTPS through libcurl. The certificate of an HTTPS server is checked; redirections are not
 // followed, since the operator has named who may read the message.
+// Where a proxy is configured it is asked, whatever the environment says.
 #pragma once
 
 #include "delivery/attempt.h"

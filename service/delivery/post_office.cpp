@@ -7,6 +7,7 @@
 #include <array>
 #include <asio/post.hpp>
 
+#include "delivery/http_route.h"
 #include "delivery/mail_routes.h"
 #include "delivery/retry_schedule.h"
 #include "messages/text.h"
@@ -133,6 +134,7 @@ DeliveryJob PostOffice::job_for(const WaitingDelivery& delivery, const MessageTo
     job.sender = message.sender;
     job.own_name = own_name_;
     job.routes = mail_routes(configuration_);
+    job.http = http_route(configuration_);
     job.content_type = content_type_of(message.format);
     job.content = shared_content(delivery.message_id, message.content);
     return job;

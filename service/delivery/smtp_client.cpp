@@ -1,25 +1,21 @@
 #include "delivery/smtp_client.h"
 
-#include <arpa/inet.h>
 #include <fmt/format.h>
-#include <net/if.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <string_view>
 
 #include "delivery/curl_handle.h"
+#include "delivery/endpoint.h"
 #include "messages/text.h"
 
 namespace callhome::service {
 namespace {
 
 constexpr std::uint32_t standard_port = 25;
-constexpr std::uint32_t highest_port = 65535;
 constexpr std::size_t longest_reply = 400;  // bytes of a server's words that are kept
-constexpr std::string_view default_vrf = "default";
 
 // Reply codes of RFC 5321, 4.2.1; those from 530 to 539 ask for encryption or a login (RFC 3207, 4954),
 // which is a matter between us and this server, not one of the receiver.
@@ -83,39 +79,18 @@ size_t read_content(char* buffer, size_t size, size_t count, void* remainder) no
     return length;
 }
 
-bool is_ipv6(const std::string& host) {
-    in6_addr address{};
-    return ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
-}
-
-bool is_host_name(const std::string& host) {
-    return !host.empty() && std::all_of(host.begin(), host.end(), [](char c) {
-        return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '-' || c == '_';
-    });
-}
-
 std::uint32_t port_of(const MailRoute& route) {
     return route.port == 0 ? standard_port : route.port;
 }
 
-std::string authority_of(const MailRoute& route) {
-    const std::string host = is_ipv6(route.host) ? "[" + route.host + "]" : clean_line(route.host);
-    return fmt::format("{}:{}", host, port_of(route));
-}
-
-bool uses_vrf(const MailRoute& route) {
-    return !route.vrf_name.empty() && route.vrf_name != default_vrf;
+std::string name_of(const MailRoute& route) {
+    return authority_of(route.host, port_of(route));
 }
 
 // Why the route leads nowhere; empty when it can be tried.
 std::string why_unusable(const MailRoute& route) {
-    if ((!is_ipv6(route.host) && !is_host_name(route.host)) || port_of(route) > highest_port) {
-        return "this is not the name or address of a mail server";
-    }
-    if (uses_vrf(route) && ::if_nametoindex(route.vrf_name.c_str()) == 0) {
-        return fmt::format("the VRF {} does not exist", clean_line(route.vrf_name));
-    }
-    return "";
+    return is_endpoint(route.host, port_of(route)) ? why_no_vrf(route.vrf_name)
+                                                   : "this is not the name or address of a mail server";
 }
 
 Outcome judge(CURLcode result, const CurlHandle& handle, const Conversation& heard,
@@ -143,7 +118,7 @@ struct Transfer {
 
 Transfer transfer(const DeliveryJob& job, const MailRoute& route, const TransferLimits& limits,
                   const std::stop_token& stop, long encryption) {
-    const std::string authority = authority_of(route);
+    const std::string authority = name_of(route);
     Conversation heard;
     Remainder remainder(*job.content);
     // Declared after what libcurl may write to until it is gone.
@@ -152,9 +127,7 @@ Transfer transfer(const DeliveryJob& job, const MailRoute& route, const Transfer
     handle.set(CURLOPT_USE_SSL, encryption);
     handle.set(CURLOPT_SSL_VERIFYPEER, 0L);
     handle.set(CURLOPT_SSL_VERIFYHOST, 0L);
-    if (uses_vrf(route)) {
-        handle.set(CURLOPT_INTERFACE, ("if!" + route.vrf_name).c_str());
-    }
+    leave_through_vrf(handle, route.vrf_name);
     handle.set(CURLOPT_MAIL_FROM, job.sender.c_str());
     const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> receivers(
         curl_slist_append(nullptr, job.receiver.c_str()), &curl_slist_free_all);
@@ -176,7 +149,7 @@ Transfer transfer(const DeliveryJob& job, const MailRoute& route, const Transfer
 
 Outcome send_by_smtp(const DeliveryJob& job, const MailRoute& route, const TransferLimits& limits,
                      const std::stop_token& stop) {
-    const std::string authority = authority_of(route);
+    const std::string authority = name_of(route);
     if (std::string reason = why_unusable(route); !reason.empty()) {
         return {Verdict::postponed, authority, std::move(reason)};
     }

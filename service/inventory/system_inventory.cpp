@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "inventory/interfaces.h"
+#include "inventory/software.h"
 #include "messages/text.h"
 
 namespace callhome::service {
@@ -152,7 +153,7 @@ SystemInventory read_system_inventory(const std::filesystem::path& root) {
     inventory.memory_total = memory_value(root / "proc/meminfo", "MemTotal:");
     inventory.memory_available = memory_value(root / "proc/meminfo", "MemAvailable:");
     inventory.load = load_averages(root / "proc/loadavg");
-    inventory.package_count = lines_with(root / "var/lib/dpkg/status", "Status: install ok installed");
+    inventory.package_count = read_software(root).size();
     inventory.file_systems = read_file_systems(root / "proc/self/mounts");
     return inventory;
 }

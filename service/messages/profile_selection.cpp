@@ -71,8 +71,8 @@ std::string why_nobody_takes(const Configuration& configuration, const MessageTy
     }
     return fmt::format(
         "No destination profile with an address takes messages of the alert group {0} at level {1}; "
-        "add an address to one that takes all groups, for example with 'destination-profile "
-        "full-txt-destination email-addr ADDRESS', or lower its message level",
+        "subscribe one to the group with 'destination-profile NAME alert-group {0}', or lower its "
+        "message level",
         type.alert_group, static_cast<int>(type.severity));
 }
 

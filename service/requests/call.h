@@ -8,6 +8,7 @@
 #include <string>
 
 #include "distribution/session.h"
+#include "inventory/software.h"
 #include "messages/message_service.h"
 #include "protocol/status.h"
 #include "requests/reply.h"
@@ -35,6 +36,7 @@ struct Call {
     Store& store;
     ConfigurationCopy& copy;  // of the shared configuration: what this request reads or changes
     MessageService& messages;
+    SoftwareInventory& software;
     DistributionSession& session;
     Caller& caller;
     std::span<const std::byte> record;  // of the length and with the terminators of its layout, host order

@@ -143,6 +143,8 @@ constexpr std::array rows{
     changes_shared<remove_http_proxy>(Opcode::http_proxy, Operation::remove),
     reads_pending<get_http_proxy>(Opcode::http_proxy, Operation::get_pending),
 
+    reads<get_next_software>(Opcode::software_inventory, Operation::get_next),
+
     reads<get_next_message>(Opcode::message_log, Operation::get_next),
     reads<get_next_delivery>(Opcode::delivery_log, Operation::get_next),
     reads<get_message_text>(Opcode::message_text, Operation::get),
@@ -188,7 +190,11 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
     }
     protocol::convert_byte_order(body, exchange->request);
     try {
-        return call_in_scope(*row, body, caller, reply);
+        const Outcome outcome = call_in_scope(*row, body, caller, reply);
+        if (row->access == Access::change && outcome == Status::ok && changed_) {
+            changed_();
+        }
+        return outcome;
     } catch (const SQLite::Exception& error) {
         spdlog::error("a change was not made because it could not be stored: {} (SQLite error {})",
                       error.what(), error.getExtendedErrorCode());
@@ -200,7 +206,7 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
 Outcome Dispatcher::call_in_scope(const RequestRow& row, std::span<const std::byte> record, Caller& caller,
                                   Reply& reply) {
     const auto call_with = [&](ConfigurationCopy& copy) {
-        Call call{store_, copy, messages_, session_, caller, record, reply};
+        Call call{store_, copy, messages_, software_, session_, caller, record, reply};
         return row.function(call);
     };
     switch (row.scope) {

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <span>
+#include <utility>
 
 #include "protocol/frame.h"
 #include "requests/call.h"
@@ -42,8 +44,12 @@ inline constexpr std::size_t longest_record = 2628;  // bytes
 
 class Dispatcher {
  public:
-    Dispatcher(Store& store, MessageService& messages, DistributionSession& session)
-        : store_(store), messages_(messages), session_(session) {}
+    Dispatcher(Store& store, MessageService& messages, SoftwareInventory& software,
+               DistributionSession& session)
+        : store_(store), messages_(messages), software_(software), session_(session) {}
+
+    // `changed` is called after each request that has changed something.
+    void when_changed(std::function<void()> changed) { changed_ = std::move(changed); }
 
     // `body` is the frame's, in the transport's byte order; it is turned into host order in place.
     // `reply` holds the answer's body in host order afterwards.
@@ -56,7 +62,9 @@ class Dispatcher {
 
     Store& store_;
     MessageService& messages_;
+    SoftwareInventory& software_;
     DistributionSession& session_;
+    std::function<void()> changed_;
 };
 
 }  // namespace callhome::service

@@ -83,6 +83,9 @@ Outcome end_session(Call& call, const protocol::CommitRecord& record);
 Outcome clear_session(Call& call, const protocol::ClearSessionRecord& record);
 Outcome get_session_state(Call& call, const protocol::SessionRecord& record);
 
+// software.cpp
+Outcome get_next_software(Call& call, const protocol::SoftwareRecord& record);
+
 // messages.cpp
 Outcome send_message(Call& call, const protocol::SendMessageRecord& record);
 Outcome post_alert(Call& call, const protocol::AlertRecord& record);

@@ -10,7 +10,10 @@ import harness
 
 SCHEMAS = harness.TREE / "docs/schemas"
 # What a display asks for behind the words that its schema is named after; the others stand alone.
-ARGUMENTS = {"show callhome message": [" 1"]}
+ARGUMENTS = {
+    "show callhome destination-profile": ["", " full_txt", " short_txt", " ops", " nobody"],
+    "show callhome message": [" 1"],
+}
 
 
 def displays():
@@ -39,6 +42,7 @@ class StructuredOutput(harness.EndToEnd):
         service = self.start_service()
         self.configure(service, server.port, 'streetaddress <Street> & "Co" ]]> Zürich',
                        "destination-profile ops email-addr slow@example.net",
+                       "destination-profile ops alert-group test",
                        "transport email reply-to help@example.net",
                        "transport email smtp-server mx.example.net port 2525")
         self.shell(service, "callhome test", check=False)
@@ -82,6 +86,40 @@ class StructuredOutput(harness.EndToEnd):
         self.assertEqual(documents[2], {
             "from": "switch@example.net", "reply_to": "help@example.net", "smtp_server": "mx.example.net",
             "smtp_server_port": 2525})
+
+    def test_every_profile_has_the_same_members_in_every_display(self):
+        service = self.configured()
+
+        def profiles(words):
+            done = self.shell(service, f"show callhome destination-profile {words} | json")
+            document = json.loads(done.stdout)
+            self.assertEqual(list(document), ["destination_profiles"])
+            return document["destination_profiles"]
+
+        listed = {profile["name"]: profile for profile in profiles("")}
+        self.assertEqual(sorted(listed), ["ZUVA-profile", "full_txt", "ops", "short_txt"])
+        self.assertEqual(listed["ops"], {
+            "name": "ops", "maximum_message_size": 2500000, "message_format": "full-txt", "message_level": 0,
+            "transport_methods": ["email"], "email_addresses": ["ops@example.net", "slow@example.net"],
+            "url_addresses": [], "alert_groups": ["test"]})
+        self.assertEqual(profiles("ops"), [listed["ops"]])
+        for name in ("full_txt", "short_txt", "ZUVA-profile"):
+            del listed[name]["message_format"]  # its own display leaves it out
+            self.assertEqual(profiles(name), [listed[name]])
+
+    def test_the_summary_has_every_setting(self):
+        document = json.loads(self.shell(self.configured(), "show callhome | json").stdout)
+        self.assertEqual(document["contact"]["street_address"], '<Street> & "Co" ]]> Zürich')
+        self.assertEqual(document["contact"]["switch_priority"], 7)
+        self.assertEqual(document["periodic_inventory"],
+                         {"enabled": False, "period_days": 7, "time_of_day": "08:00"})
+        self.assertEqual(list(document), ["enabled", "contact", "duplicate_message_throttling",
+                                          "periodic_inventory", "distribution", "data_privacy"])
+
+    def test_the_running_configuration_is_its_lines(self):
+        lines = json.loads(self.shell(self.configured(), "show running-config | json").stdout)["configuration"]
+        self.assertIn("destination-profile ops email-addr slow@example.net", lines)
+        self.assertNotIn("", lines)
 
     def test_only_displays_become_documents(self):
         service = self.start_service()

@@ -24,7 +24,8 @@ enum class ValueType : std::uint8_t {
 struct Member {
     std::string_view place;
     ValueType type = ValueType::text;
-    bool is_always_there = false;  // in its object; a list at the root always is
+    // In the objects of a list. At the root only lists always are: a display that was refused has no more.
+    bool is_always_there = false;
 };
 using Members = std::vector<Member>;
 

@@ -15,6 +15,7 @@ struct Exchange {
     Opcode opcode;
     Layout request;
     Layout reply;
+    std::size_t behind_reply = 0;  // bytes of text that may stand behind the reply's record
 };
 
 // The records of an opcode; a null pointer for a number that nobody uses.

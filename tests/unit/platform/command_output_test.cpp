@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 #include "file_descriptor.h"
@@ -159,6 +160,26 @@ TEST(CommandOutputTest, ConfigurationLinesHaveAPlaceOfTheirOwn) {
     EXPECT_EQ(shown_by(OutputFormat::text, write), "callhome\n  site-id 1\n");
 }
 
+TEST(CommandOutputTest, EmptyLinesOfAConfigurationAreLayout) {
+    EXPECT_EQ(json_by([] {
+                  show_configuration("\ncallhome\n\nenable\n\n");
+                  std::puts("");
+              }),
+              "{\n  \"configuration\": [\n    \"callhome\",\n    \"enable\"\n  ]\n}\n");
+}
+
+TEST(CommandOutputTest, ACommandThatThrowsLeavesAWholeDocument) {
+    testing::internal::CaptureStdout();
+    try {
+        const CommandOutput output(OutputFormat::json, {{"things[]"}}, on_file);
+        throw std::runtime_error("lost");
+    } catch (const std::runtime_error&) {
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "{\n  \"things\": [],\n  \"errors\": [\n    \"the command ended before its display was "
+              "complete\"\n  ]\n}\n");
+}
+
 TEST(CommandOutputTest, AnInnerCommandPrintsIntoTheOuterOne) {
     EXPECT_EQ(json_by([] {
                   const CommandOutput inner(OutputFormat::text, {}, on_file);
@@ -179,7 +200,7 @@ TEST(CommandOutputTest, TheRealOutputIsBackAfterTheCommand) {
 }
 
 // What a process that runs `code` and exits inside the command leaves on its output.
-std::string left_at_exit(OutputFormat format) {
+std::string left_at_exit(OutputFormat format, bool with_stream_of_its_own = false) {
     std::array<int, 2> ends{};
     EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
     const FileDescriptor reading(ends[0]);
@@ -190,6 +211,10 @@ std::string left_at_exit(OutputFormat format) {
         ::dup2(writing.get(), STDOUT_FILENO);
         const CommandOutput output(format, {{"things[]"}}, on_file);
         std::printf("so far");
+        if (with_stream_of_its_own) {
+            stdout = ::fopen("/dev/null", "we");  // as one who gathers what a generator prints
+            std::printf("gathered");
+        }
         std::exit(EXIT_FAILURE);
     }
     writing.reset();
@@ -204,6 +229,7 @@ std::string left_at_exit(OutputFormat format) {
 
 TEST(CommandOutputTest, AProcessThatExitsInsideACommandLeavesAWholeDocument) {
     EXPECT_EQ(left_at_exit(OutputFormat::text), "so far");
+    EXPECT_EQ(left_at_exit(OutputFormat::text, true), "so far");
     EXPECT_EQ(left_at_exit(OutputFormat::json), R"({
   "things": [],
   "errors": [

@@ -76,7 +76,7 @@ class GarbageTest : public testing::TestWithParam<Garbage> {};
 
 TEST_P(GarbageTest, IsRefusedAndTheNextRequestBeginsAnew) {
     const Garbage& row = GetParam();
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     FakeService service(folder.path() / "socket", [&](int connection, Peer& peer) {
         if (connection > 0) {
             return test::answering(switched_on)(connection, peer);
@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(Replies, GarbageTest, testing::ValuesIn(garbage),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(HostileServiceTest, TextThatIsNoFrameIsRefused) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     FakeService service(folder.path() / "socket", [](int, Peer& peer) {
         peer.send("220 mail.example.com ESMTP, what can I do for you today?\r\n");
         peer.wait_for_client_to_leave();
@@ -110,7 +110,7 @@ TEST(HostileServiceTest, TextThatIsNoFrameIsRefused) {
 }
 
 TEST(HostileServiceTest, AReplyToAnUnknownOpcodeCarriesNothing) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     FakeService service(folder.path() / "socket", test::answering("x"));
     ServiceLink link(at(folder.path() / "socket"));
     std::string why;
@@ -119,7 +119,7 @@ TEST(HostileServiceTest, AReplyToAnUnknownOpcodeCarriesNothing) {
 
 TEST(HostileServiceTest, AServiceThatGoesAwayAtAnyByteOfItsReplyIsALostOne) {
     constexpr std::size_t reply_length = sizeof(FrameHeader) + record_length;
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     // Connections come in pairs: one whose reply is cut, one that works.
     FakeService service(folder.path() / "socket", [](int connection, Peer& peer) {
         if (connection % 2 == 1) {
@@ -139,7 +139,7 @@ TEST(HostileServiceTest, AServiceThatGoesAwayAtAnyByteOfItsReplyIsALostOne) {
 }
 
 TEST(HostileServiceTest, AReplyThatComesByteByByteIsWhole) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     FakeService service(folder.path() / "socket", [](int, Peer& peer) {
         const auto request = peer.read_frame();
         const auto header = protocol::reply_header(request->header, protocol::Status::ok, record_length);

@@ -55,7 +55,7 @@ class RequestsTest : public testing::Test {
     }
     void TearDown() override { use_service({}); }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     std::unique_ptr<FakeService> service_;
 };
 

@@ -12,6 +12,7 @@
 #include "fake_service.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/feature.h"
+#include "protocol/records/inventory.h"
 #include "temporary_folder.h"
 
 namespace callhome::platform {
@@ -46,7 +47,7 @@ class ServiceLinkTest : public testing::Test {
         }
     }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     std::filesystem::path socket_ = folder_.path() / "socket";
 };
 
@@ -103,6 +104,20 @@ TEST_F(ServiceLinkTest, ARefusalMayCarryAReply) {
     const Reply reply = link.exchange(request(), 20s);
     EXPECT_EQ(reply.status, 0x403B000B);
     EXPECT_EQ(text_of(reply), switched_on);
+}
+
+TEST_F(ServiceLinkTest, TextMayStandBehindTheRecordWhereTheOpcodeSaysSo) {
+    const std::string longest(sizeof(protocol::SoftwareRecord) + protocol::software_pairs_size, 'x');
+    FakeService service(socket_, [&](int, Peer& peer) {
+        peer.reply(*peer.read_frame(), longest);
+        peer.reply(*peer.read_frame(), longest + "x");
+        peer.wait_for_client_to_leave();
+    });
+    ServiceLink link(location());
+    const Request walk{static_cast<std::uint32_t>(Opcode::software_inventory),
+                       static_cast<std::uint32_t>(Operation::get_next), record()};
+    EXPECT_EQ(text_of(link.exchange(walk, 20s)), longest);
+    EXPECT_THROW(link.exchange(walk, 20s), LinkError);
 }
 
 TEST_F(ServiceLinkTest, AReplyWithoutBytesIsNoRecord) {

@@ -43,7 +43,7 @@ class ServiceLocationTest : public testing::Test {
         return found.st_mode & permissions;
     }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     fs::path home_ = folder_.path() / "home", session_ = folder_.path() / "session";
     fs::path system_ = folder_.path() / "system.sock";
 };

@@ -58,7 +58,7 @@ class ServiceStartTest : public testing::Test {
         EXPECT_NE(text.find(words), std::string::npos) << text;
     }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     ServiceLocation location_{.socket = folder_.path() / "callhomed.sock",
                               .program = FAKE_CALLHOMED,
                               .state_folder = folder_.path()};

@@ -77,13 +77,13 @@ TEST(TagTableTest, ADayIsAlsoAPeriodAndAHostNameIsNotAlwaysMasked) {
 
 constexpr const char* one_profile =
     R"({"destination_profiles":[{"name":"p","maximum_message_size":4000,"message_level":-1,)"
-    R"("transport_methods":["email","http"],"email_addresses":["a@b.c","d@e.f"],"url_addresses":["http://x"],)"
-    R"("alert_groups":["all"]}]})";
+    R"("transport_methods":["email","http"],"email_addresses":["a@b.c","d@e.f"],)"
+    R"("url_addresses":["http://x"],"alert_groups":["all"]}]})";
 constexpr const char* one_profile_with_format =
     R"({"destination_profiles":[{"name":"p","maximum_message_size":4000,"message_format":"short-txt",)"
     R"("message_level":-1,)"
-    R"("transport_methods":["email","http"],"email_addresses":["a@b.c","d@e.f"],"url_addresses":["http://x"],)"
-    R"("alert_groups":["all"]}]})";
+    R"("transport_methods":["email","http"],"email_addresses":["a@b.c","d@e.f"],)"
+    R"("url_addresses":["http://x"],"alert_groups":["all"]}]})";
 
 // A profile as a display shows it whose tags follow one another from `tag` on.
 std::vector<Shown> profile_display(std::uint32_t tag, bool has_format) {

@@ -21,7 +21,7 @@ class VrfTest : public testing::Test {
         return vrf_context_id(folder_.path() / "net", name);
     }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
 };
 
 TEST_F(VrfTest, TheContextIdIsTheIndexOfTheVrfsInterface) {

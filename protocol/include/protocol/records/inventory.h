@@ -14,11 +14,13 @@ struct [[gnu::packed]] PeriodicInventoryRecord {
 CALLHOME_RECORD(PeriodicInventoryRecord, 13, notification, time_period, trailing_flag, time_of_day);
 
 // Opcode software_inventory, a walk by name; an empty name asks for the first. Behind the record of a
-// reply stand `pairs` times two NUL-terminated texts: a name and its value.
+// reply stand `pairs` times two NUL-terminated texts, a name and its value: software_pairs_size bytes at
+// most.
 struct [[gnu::packed]] SoftwareRecord {
     char name[255];
     std::uint32_t pairs;  // 0 in a request
 };
 CALLHOME_RECORD(SoftwareRecord, 259, name, pairs);
+inline constexpr std::size_t software_pairs_size = 16'384;
 
 }  // namespace callhome::protocol

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include "temporary_folder.h"
 
@@ -14,14 +13,10 @@ using namespace std::string_literals;
 
 class Inventory : public testing::Test {
  protected:
-    void file(const std::string& name, const std::string& text) {
-        const auto path = folder_.path() / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << text;
-    }
+    void file(const std::string& name, const std::string& text) { folder_.write(name, text); }
     SystemInventory read() { return read_system_inventory(folder_.path()); }
 
-    tests::TemporaryFolder folder_;
+    TemporaryFolder folder_;
 };
 
 TEST_F(Inventory, ComesFromTheFirmwareTables) {
@@ -67,7 +62,7 @@ TEST_F(Inventory, ReadsHowTheSystemFares) {
     file("proc/meminfo", "MemTotal:       2048 kB\nMemFree: 7 kB\nMemAvailable:    1024 kB\n");
     file("proc/loadavg", "0.10 0.20 0.30 1/2 3\n");
     file("var/lib/dpkg/status",
-         "Package: a\nStatus: install ok installed\n\nPackage: b\nStatus: deinstall ok\n");
+         "Package: a\nStatus: install ok installed\n\nPackage: b\nStatus: deinstall ok config-files\n");
     const SystemInventory inventory = read();
     EXPECT_EQ(inventory.operating_system, "An operating system");
     EXPECT_EQ(inventory.processor, "A processor");

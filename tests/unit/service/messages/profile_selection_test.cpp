@@ -79,9 +79,10 @@ TEST(NobodyTakes, SaysWhatToConfigure) {
               std::string::npos);
     configuration.profiles = {
         tests::profile_of("p", protocol::MessageFormat::xml, {"a@example.com"}, "OBX")};
-    EXPECT_NE(
-        why_nobody_takes(configuration, crash).find("destination-profile full-txt-destination email-addr"),
-        std::string::npos);
+    EXPECT_EQ(why_nobody_takes(configuration, crash),
+              "No destination profile with an address takes messages of the alert group crash at level 6; "
+              "subscribe one to the group with 'destination-profile NAME alert-group crash', or lower its "
+              "message level");
 }
 
 TEST(MessageTypes, AreFoundByNameAndOrigin) {

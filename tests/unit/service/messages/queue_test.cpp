@@ -46,7 +46,7 @@ class QueueTest : public testing::Test {
     }
     void SetUp() override { open(); }
 
-    tests::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     std::optional<Database> database_;
     std::optional<Queue> queue_;
 };

@@ -94,9 +94,10 @@ class RequestsTest : public testing::Test {
     Store store{database};
     asio::io_context io;
     MessageService messages{io, database, store.configuration(), {}};
+    SoftwareInventory software{folder.path()};
     LocalCommitEngine engine{io};
     DistributionSession session{database, store, engine};
-    Dispatcher dispatcher{store, messages, session};
+    Dispatcher dispatcher{store, messages, software, session};
     FakeCaller caller;
     Reply reply;
 };

@@ -93,9 +93,10 @@ class RunningServer {
     Store store_{database_};
     asio::io_context io_{1};
     MessageService messages_{io_, database_, store_.configuration(), {}};
+    SoftwareInventory software_{folder_.path()};
     LocalCommitEngine engine_{io_};
     DistributionSession session_{database_, store_, engine_};
-    Dispatcher dispatcher_{store_, messages_, session_};
+    Dispatcher dispatcher_{store_, messages_, software_, session_};
     Listener listener_;
     Server server_;
     int times_empty_ = 0;
