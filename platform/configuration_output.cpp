@@ -160,6 +160,17 @@ class MemoryStream {
     std::FILE* stream_;
 };
 
+// In a document: the lines of a text, without the empty ones that only separate.
+void document_lines(std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        if (const std::size_t begin = line.find_first_not_of(' '); begin != std::string_view::npos) {
+            show_configuration_line(line.substr(begin));
+        }
+    }
+}
+
 void take(std::string_view text) {
     if (block != nullptr) {
         block->take(text);
@@ -182,8 +193,20 @@ void show_configuration_line(std::string_view line, std::size_t level) {
 bool write_configuration_block(const ConfigurationBlock& settings, const std::function<void()>& generate) {
     BlockWriter writer(settings);
     const Replaced active(block, &writer);
-    generate();
+    if (!is_output_structured()) {
+        generate();
+        writer.finish();
+        return writer.driver_has_ended();
+    }
+    // The driver's own "commit" is a line of the configuration like the others.
+    (void)std::fflush(stdout);
+    const MemoryStream printed;
+    {
+        const Replaced output(stdout, printed.stream());
+        generate();
+    }
     writer.finish();
+    document_lines(printed.text());
     return writer.driver_has_ended();
 }
 

@@ -73,7 +73,7 @@ void TypingOrder::take(std::string_view line) {
         size_line_ = line;
     } else if (line == enable_line) {
         enable_line_ = line;
-    } else if (is_one_of(inventory_lines, line)) {
+    } else if (!distribute_line_.empty() && is_one_of(inventory_lines, line)) {
         inventory_line_ = line;
     } else {
         write_(line);

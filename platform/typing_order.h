@@ -8,8 +8,8 @@
 // - The feature cannot be switched on before the settings are there that it needs. So "enable" comes behind
 //   all others.
 // - With distribution on, contact items cannot be changed, and all that is distributed waits for "commit".
-//   So "distribute" comes behind all other lines, too, but for one distributed setting, which opens the
-//   session that "commit" closes.
+//   So "distribute", which no generator writes, comes behind all other lines, too, but for one distributed
+//   setting that every configuration has: it opens the session that "commit" closes.
 //
 // At most three lines are kept back at any time.
 #pragma once
@@ -41,7 +41,7 @@ class TypingOrder {
 
     Write write_;
     std::string size_line_;       // waits for the format of the same profile
-    std::string inventory_line_;  // periodic inventory on or off: every configuration has this line
+    std::string inventory_line_;  // periodic inventory on or off, with distribution: it opens the session
     std::string enable_line_;
     std::string distribute_line_;  // no generator writes it
 };

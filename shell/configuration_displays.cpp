@@ -56,7 +56,9 @@ void show_outer_lines(const OuterSettings& settings, MissingDefaults* defaults) 
             platform::show_configuration_line(line);
         }
     }
-    std::putchar('\n');
+    if (!platform::is_output_structured()) {
+        std::putchar('\n');
+    }
 }
 
 platform::ConfigurationBlock block_of(const OuterSettings& settings, const std::uint32_t& data_present,

@@ -224,6 +224,7 @@ unsigned char Terminal::insert_pasted(EditLine* editor, wint_t) {
     if (!is_whole_line) {
         return CC_REFRESH;
     }
+    self.line_was_pasted_ = true;
     // The line is drawn before it is run: what is done can be read.
     el_set(editor, EL_REFRESH);
     write_out("\n");
@@ -233,6 +234,7 @@ unsigned char Terminal::insert_pasted(EditLine* editor, wint_t) {
 TypedLine Terminal::read_line(std::string& line) {
     prompt_ = session_.prompt();
     answer_ = TypedLine::line;
+    line_was_pasted_ = false;
     if (marks_pastes_) {
         write_out(start_marking_pastes);
     }
@@ -248,6 +250,10 @@ TypedLine Terminal::read_line(std::string& line) {
         pasted_rest_ = {};
         write_out("\n");
         return answer_;
+    }
+    if (line_was_pasted_ && length <= 0) {
+        line.clear();  // an empty line of a paste: nobody has left
+        return TypedLine::line;
     }
     if (typed == nullptr || length <= 0) {
         write_out("\n");

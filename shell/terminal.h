@@ -55,7 +55,8 @@ class Terminal {
     std::string pasted_;
     std::string_view pasted_rest_;  // what a paste of several lines has left for the next ones
     TypedLine answer_ = TypedLine::line;
-    bool marks_pastes_;  // the terminal tells pasted text from typed text
+    bool line_was_pasted_ = false;  // with its end
+    bool marks_pastes_;             // the terminal tells pasted text from typed text
 };
 
 }  // namespace callhome::shell

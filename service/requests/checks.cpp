@@ -1,10 +1,12 @@
 #include "requests/checks.h"
 
+#include <arpa/inet.h>
 #include <glib.h>
 
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <string>
 
 #include "protocol/records/mail.h"
 
@@ -39,6 +41,28 @@ bool has_no(std::string_view text, Refused refused) {
     return true;
 }
 
+bool is_host_label(std::string_view label) {
+    constexpr std::size_t longest = 63;
+    return !label.empty() && label.size() <= longest && !label.starts_with('-') && !label.ends_with('-') &&
+           std::ranges::all_of(label, [](char letter) {
+               return g_ascii_isalnum(letter) || letter == '-' || letter == '_';
+           });
+}
+
+// A name whose last label is a number would be a misspelt IPv4 address.
+bool is_host_name(std::string_view text) {
+    if (text.ends_with('.')) {
+        text.remove_suffix(1);
+    }
+    for (std::size_t dot = 0; (dot = text.find('.')) != std::string_view::npos;
+         text.remove_prefix(dot + 1)) {
+        if (!is_host_label(text.substr(0, dot))) {
+            return false;
+        }
+    }
+    return is_host_label(text) && text.find_first_not_of("0123456789") != std::string_view::npos;
+}
+
 bool continues_character(char byte) {
     constexpr unsigned char mask = 0xC0;
     constexpr unsigned char continuation = 0x80;
@@ -47,16 +71,13 @@ bool continues_character(char byte) {
 
 }  // namespace
 
+// Blanks at the ends would be lost when the line is typed.
 bool is_line(std::string_view text) {
-    return has_no(text, breaks_lines);
+    return has_no(text, breaks_lines) && !text.starts_with(' ') && !text.ends_with(' ');
 }
 
 bool is_word(std::string_view text) {
     return !text.empty() && has_no(text, is_blank);
-}
-
-bool is_empty_or_word(std::string_view text) {
-    return text.empty() || is_word(text);
 }
 
 bool is_name(std::string_view text) {
@@ -66,7 +87,8 @@ bool is_name(std::string_view text) {
 bool is_email_address(std::string_view text) {
     const std::size_t at = text.find('@');
     return is_word(text) && at != std::string_view::npos && at != 0 && at + 1 != text.size() &&
-           text.find('@', at + 1) == std::string_view::npos;
+           text.find('@', at + 1) == std::string_view::npos &&
+           text.find_first_of("<>(),;:\\\"") == std::string_view::npos;
 }
 
 bool is_url(std::string_view text) {
@@ -78,6 +100,18 @@ bool is_url(std::string_view text) {
     }
     const std::string_view rest = text.substr(scheme->size());
     return !rest.empty() && rest.front() != '/';
+}
+
+bool is_host(std::string_view text) {
+    const std::string host(text);
+    std::array<unsigned char, sizeof(in6_addr)> address{};
+    return ::inet_pton(AF_INET, host.c_str(), address.data()) == 1 ||
+           ::inet_pton(AF_INET6, host.c_str(), address.data()) == 1 || is_host_name(text);
+}
+
+bool is_vrf_name(std::string_view text) {
+    constexpr std::size_t longest = 31;
+    return is_word(text) && text.size() <= longest;
 }
 
 bool is_address_type(std::uint32_t number) {

@@ -1,5 +1,5 @@
 // What a text or number of a request may be. All texts are UTF-8; none may hold control characters or line
-// separators, so that each can be printed and typed again.
+// separators, so that each can be printed and typed again: as one word, or as a text to the end of a line.
 #pragma once
 
 #include <cstdint>
@@ -7,12 +7,20 @@
 
 namespace callhome::service {
 
-bool is_line(std::string_view text);  // may be empty, may hold blanks
+bool is_line(std::string_view text);  // may be empty, may hold blanks, but not at its ends
 bool is_word(std::string_view text);  // not empty, no blanks
-bool is_empty_or_word(std::string_view text);
-bool is_name(std::string_view text);           // a word of printable characters only
-bool is_email_address(std::string_view text);  // a word with text on both sides of its one '@'
-bool is_url(std::string_view text);            // a word: http:// or https:// and a host
+bool is_name(std::string_view text);  // a word of printable characters only
+// A word without quotes, with text on both sides of its one '@'.
+bool is_email_address(std::string_view text);
+bool is_url(std::string_view text);       // a word: http:// or https:// and a host
+bool is_host(std::string_view text);      // an IPv4 address, an IPv6 address or a host name
+bool is_vrf_name(std::string_view text);  // a word, and not too long to be typed
+
+// An item that need not be there.
+template <typename Check>
+bool is_empty_or(Check check, std::string_view text) {
+    return text.empty() || check(text);
+}
 
 inline constexpr std::uint32_t highest_port = 65'535;
 

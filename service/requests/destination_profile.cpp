@@ -28,11 +28,17 @@ Outcome answer_profile(Call& call, const Profile& profile) {
     return Status::ok;
 }
 
+// What commands call two of the built-in profiles: a profile of that name could not be told from them.
+bool is_word_for_built_in(std::string_view name) {
+    return name == "full-txt-destination" || name == "short-txt-destination";
+}
+
 bool is_valid(const protocol::ProfileRecord& record) {
     const bool known_format =
         record.format >= static_cast<std::uint32_t>(protocol::MessageFormat::xml) &&
         record.format <= static_cast<std::uint32_t>(protocol::MessageFormat::short_text);
-    return is_name(read_text(record.name)) && known_format && record.transport_methods != 0 &&
+    const std::string name = read_text(record.name);
+    return is_name(name) && !is_word_for_built_in(name) && known_format && record.transport_methods != 0 &&
            record.transport_methods <= all_transport_methods && record.message_size != 0 &&
            record.message_size <= largest_message && record.message_level <= highest_message_level;
 }

@@ -10,7 +10,7 @@ using protocol::Status;
 constexpr std::uint8_t on = 1;
 
 bool is_valid(const protocol::HttpProxyRecord& record) {
-    return is_empty_or_word(read_text(record.server)) && is_address_type(record.address_type) &&
+    return is_empty_or(is_host, read_text(record.server)) && is_address_type(record.address_type) &&
            record.port != 0 && record.port <= highest_port && record.enabled <= on;
 }
 
@@ -74,7 +74,7 @@ Outcome get_http_vrf(Call& call, const protocol::HttpVrfRecord& /*record*/) {
 Outcome set_http_vrf(Call& call, const protocol::HttpVrfRecord& record) {
     HttpSettings settings = call.shared().http;
     settings.vrf_name = read_text(record.vrf_name);
-    if (!is_word(settings.vrf_name)) {
+    if (!is_vrf_name(settings.vrf_name)) {
         return Status::malformed_request;
     }
     call.copy.put_http_settings(settings);

@@ -15,15 +15,16 @@ constexpr std::uint32_t highest_priority_number = 100;
 constexpr std::uint32_t reserved_word = 1;
 
 bool is_valid(const protocol::MailSettingsRecord& record) {
-    return is_empty_or_word(read_text(record.from)) && is_empty_or_word(read_text(record.reply_to)) &&
-           is_empty_or_word(read_text(record.return_receipt)) &&
-           is_empty_or_word(read_text(record.smtp_server)) &&
-           is_empty_or_word(read_text(record.vrf_name)) && is_address_type(record.address_type) &&
+    return is_empty_or(is_email_address, read_text(record.from)) &&
+           is_empty_or(is_email_address, read_text(record.reply_to)) &&
+           is_empty_or(is_email_address, read_text(record.return_receipt)) &&
+           is_empty_or(is_host, read_text(record.smtp_server)) &&
+           is_empty_or(is_vrf_name, read_text(record.vrf_name)) && is_address_type(record.address_type) &&
            record.port <= highest_port;
 }
 
 bool is_valid(const protocol::MailServerRecord& record) {
-    return is_word(read_text(record.host)) && is_empty_or_word(read_text(record.vrf_name)) &&
+    return is_host(read_text(record.host)) && is_empty_or(is_vrf_name, read_text(record.vrf_name)) &&
            is_address_type(record.address_type) && record.port != 0 && record.port <= highest_port &&
            record.priority != 0 && record.priority <= highest_priority_number;
 }

@@ -80,6 +80,11 @@ TEST(TypingOrder, SwitchesOnWhenAllElseIsThere) {
               (Lines{"destination-profile a message-size 7", "site-id x", "enable"}));
 }
 
+TEST(TypingOrder, LeavesPeriodicInventoryInItsPlaceWithoutDistribution) {
+    const Lines lines{"no periodic-inventory notification", "site-id x"};
+    EXPECT_EQ(arranged(lines), lines);
+}
+
 TEST(TypingOrder, DistributesBeforeTheLineThatTheCommitIsFor) {
     EXPECT_EQ(
         arranged({"site-id x", "no periodic-inventory notification", "enable", "use-vrf m"},

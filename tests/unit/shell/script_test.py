@@ -67,6 +67,13 @@ class Script(unittest.TestCase):
         done = shell("-f", self.script("\ufeffcallhome test\n"))
         self.assertEqual((done.stdout, done.returncode), ("callhome_test no=0 id=0\n", 0), done.stderr)
 
+    def test_ten_thousand_piped_lines_arrive(self):
+        wanted = [f"number {number}, and what next? | \"so\" # ö" for number in range(10_000)]
+        lines = "configure terminal\ncallhome\n" + "".join(f"  site-id {text}\n" for text in wanted)
+        for done in (shell(text=lines), shell("-f", self.script(lines))):
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertEqual([line.split("4=")[1] for line in done.stdout.splitlines()[1:]], wanted)
+
     def test_standard_input_is_named_in_errors(self):
         self.assertEqual(shell(text="wrod").stderr.split(":")[:2], ["standard input", "1"])
 

@@ -235,7 +235,7 @@ class Terminal(unittest.TestCase):
 
     def test_a_paste_of_several_lines_runs_line_by_line(self):
         child = self.open()
-        child.send("\x1b[200~conf t\ncallhome\nsite-id what?\tnow\nsite-id half\x1b[201~")
+        child.send("\x1b[200~conf t\n\r\ncallhome\n\nsite-id what?\tnow\nsite-id half\x1b[201~")
         child.expect_exact("4=what? now")
         child.expect_exact("site-id half")
         child.send("-way\r")

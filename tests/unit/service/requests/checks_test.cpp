@@ -12,7 +12,7 @@ TEST(Checks, ALineHasNoControlCharactersAndIsUtf8) {
         EXPECT_TRUE(is_line(text)) << text;
     }
     for (const char* text :
-         {"a\nb", "a\rb", "\t", "\x7f", "\xc2\x85", "\u2028", "\u2029", "\xff", "\xc3"}) {
+         {" a", "a ", " ", "a\nb", "a\rb", "\t", "\x7f", "\xc2\x85", "\u2028", "\u2029", "\xff", "\xc3"}) {
         EXPECT_FALSE(is_line(text)) << text;
     }
 }
@@ -32,7 +32,8 @@ TEST(Checks, ANameShowsWhatItIs) {
 
 TEST(Checks, AnAddressHasTextOnBothSidesOfItsOneAtSign) {
     EXPECT_TRUE(is_email_address("a@b"));
-    for (const char* text : {"", "@", "a@", "@b", "nobody", "a@b@c", "a b@c", "a@b\n", "a\x01@b"}) {
+    for (const char* text : {"", "@", "a@", "@b", "nobody", "a@b@c", "a b@c", "a@b\n", "a\x01@b", "<a@b>",
+                             "\"a\"@b", "a@b,c"}) {
         EXPECT_FALSE(is_email_address(text)) << text;
     }
 }
@@ -45,6 +46,27 @@ TEST(Checks, AUrlIsHttpOrHttpsWithAHost) {
                              "http://a b", "file:///etc/passwd", "http://a\n"}) {
         EXPECT_FALSE(is_url(text)) << text;
     }
+}
+
+TEST(Checks, AHostIsAnAddressOrAName) {
+    const std::string longest_label(63, 'a');
+    for (const std::string& text : {std::string("10.1.2.3"), std::string("2001:db8::1"), std::string("mx"),
+                                    std::string("mx-1.example_net.org."), longest_label + ".b"}) {
+        EXPECT_TRUE(is_host(text)) << text;
+    }
+    for (const std::string& text :
+         {std::string(), std::string("."), std::string("a..b"), std::string("10.1.2.300"),
+          std::string("-a"), std::string("a-.b"), std::string("a!"), std::string("[::1]"), std::string("ö"),
+          longest_label + "a"}) {
+        EXPECT_FALSE(is_host(text)) << text;
+    }
+}
+
+TEST(Checks, AVrfNameCanBeTyped) {
+    EXPECT_TRUE(is_vrf_name(std::string(31, 'v')));
+    EXPECT_FALSE(is_vrf_name(std::string(32, 'v')));
+    EXPECT_FALSE(is_vrf_name("a b"));
+    EXPECT_FALSE(is_vrf_name(""));
 }
 
 TEST(Checks, ATextThatFitsIsNotCut) {

@@ -73,6 +73,8 @@ constexpr std::array bad_profiles{
     BadProfile{"format 4", [](ProfileRecord& record) { record.format = 4; }},
     BadProfile{"no transport method", [](ProfileRecord& record) { record.transport_methods = 0; }},
     BadProfile{"an unknown transport method", [](ProfileRecord& record) { record.transport_methods = 4; }},
+    BadProfile{"a built-in profile's word",
+               [](ProfileRecord& record) { write_text(record.name, "full-txt-destination"); }},
     BadProfile{"size 0", [](ProfileRecord& record) { record.message_size = 0; }},
     BadProfile{"size too large", [](ProfileRecord& record) { record.message_size = 5'000'001; }},
     BadProfile{"level 10", [](ProfileRecord& record) { record.message_level = 10; }},
