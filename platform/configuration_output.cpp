@@ -160,7 +160,7 @@ class MemoryStream {
     std::FILE* stream_;
 };
 
-// The lines of a text in a document, without the empty ones that only separate.
+// In a document: the lines of a text, without the empty ones that only separate.
 void document_lines(std::string_view text) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
