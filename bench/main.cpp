@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -14,8 +15,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <SQLiteCpp/SQLiteCpp.h>
 
 #include "callhome/handlers.h"
 #include "floor_server.h"
@@ -31,7 +30,6 @@ namespace callhome::bench {
 namespace {
 
 namespace fs = std::filesystem;
-using protocol::AddressRecord;
 using protocol::ContactRecord;
 using protocol::MailSettingsRecord;
 using protocol::Opcode;
@@ -40,7 +38,6 @@ using protocol::Operation;
 constexpr std::size_t header_size = sizeof(protocol::FrameHeader);
 constexpr const char* floor_client = "--floor-client";  // SOCKET ROUND_TRIPS SIZE
 constexpr const char* get_client = "--get-client";      // SOCKET GETS
-constexpr const char* walk_client = "--walk-client";    // SOCKET
 constexpr const char* show_command = "show callhome transport-email";
 
 struct Bench {
@@ -59,21 +56,7 @@ struct Row {
     const char* floor;
     const char* aim;
     Sample (*measure)(const Bench& bench);
-    const char* configuration = nullptr;  // SQL that fills the service's tables before it is measured
 };
-
-// Addresses of user profiles named "0", "1" and so on.
-constexpr int walked_profiles = 100;
-constexpr int addresses_of_each = 100;
-constexpr const char* walked_addresses = R"sql(
-    CREATE TEMP TABLE number AS WITH RECURSIVE count (value) AS (
-        SELECT 0 UNION ALL SELECT value + 1 FROM count WHERE value < 99) SELECT value FROM count;
-    INSERT INTO profile (name, transport_methods, format, message_size, message_level)
-        SELECT value, 1, 1, 2500000, 0 FROM number;
-    INSERT INTO profile_entry (profile, list, entry, text)
-        SELECT owner.value, 1, own.value + 1, 'operator' || own.value || '@example.net'
-        FROM number AS owner, number AS own;
-)sql";
 
 void exchange(Opcode opcode, Operation operation, void* request, std::uint32_t length) {
     CommandContext context{};
@@ -90,9 +73,9 @@ void exchange(Opcode opcode, Operation operation, void* request, std::uint32_t l
 
 // Clients are processes of their own on both sides, so that the kernel has the same choice where to put
 // them.
-Sample compare_clients(const Bench& bench, int exchanges, std::size_t record_size,
-                       const std::vector<std::string>& ours) {
-    const std::size_t size = header_size + record_size;
+template <typename Record>
+Sample compare_clients(const Bench& bench, int exchanges, const std::vector<std::string>& ours) {
+    constexpr std::size_t size = header_size + sizeof(Record);
     const FloorServer server(bench.floor_socket(), size, size, std::nullopt);
     const auto floor = [&] {
         run({"/proc/self/exe", floor_client, bench.floor_socket(), std::to_string(exchanges),
@@ -107,8 +90,8 @@ Sample compare_clients(const Bench& bench, int exchanges, std::size_t record_siz
 
 Sample measure_get(const Bench& bench) {
     constexpr int gets = 20000;
-    return compare_clients(bench, gets, sizeof(MailSettingsRecord),
-                           {"/proc/self/exe", get_client, bench.socket(), std::to_string(gets)});
+    return compare_clients<MailSettingsRecord>(
+        bench, gets, {"/proc/self/exe", get_client, bench.socket(), std::to_string(gets)});
 }
 
 Sample measure_set(const Bench& bench) {
@@ -126,23 +109,68 @@ Sample measure_set(const Bench& bench) {
     return compare(bench.pairs, repetitions, set, [&] { floor.round_trip(); });
 }
 
-Sample measure_open_shell(const Bench& bench) {
-    constexpr int commands = 20000;
-    const fs::path script = bench.folder / "script.txt";
-    std::ofstream file(script);
-    for (int i = 0; i < commands; ++i) {
-        file << show_command << '\n';
+// `profiles` with as many addresses each, as lines that the running configuration has, too.
+std::vector<std::string> address_lines(int profiles, int addresses) {
+    std::vector<std::string> lines;
+    for (int profile = 0; profile < profiles; ++profile) {
+        const std::string name = "destination-profile p" + std::to_string(profile);
+        lines.push_back(name + " format XML");
+        for (int address = 0; address < addresses; ++address) {
+            lines.push_back(name + " email-addr a" + std::to_string(address) + "@example.net");
+        }
     }
-    file.close();
-    return compare_clients(bench, commands, sizeof(MailSettingsRecord),
-                           {bench.program("callhome"), "--socket", bench.socket(), "-f", script});
+    return lines;
 }
 
-// Each profile's walk ends with an answer of its own.
-Sample measure_walk(const Bench& bench) {
-    constexpr int steps = walked_profiles * (addresses_of_each + 1);
-    return compare_clients(bench, steps, sizeof(AddressRecord),
-                           {"/proc/self/exe", walk_client, bench.socket()});
+fs::path write_script(const Bench& bench, const std::vector<std::string>& lines) {
+    const fs::path script = bench.folder / "script.txt";
+    std::ofstream file(script);
+    for (const std::string& line : lines) {
+        file << line << '\n';
+    }
+    return script;
+}
+
+std::vector<std::string> shell_with(const Bench& bench, const fs::path& script) {
+    return {bench.program("callhome"), "--socket", bench.socket(), "-f", script};
+}
+
+Sample measure_open_shell(const Bench& bench) {
+    constexpr int commands = 20000;
+    const std::vector<std::string> script(commands, show_command);
+    return compare_clients<MailSettingsRecord>(bench, commands,
+                                               shell_with(bench, write_script(bench, script)));
+}
+
+std::vector<std::string> typed(std::vector<std::string> lines) {
+    lines.insert(lines.begin(), {"configure terminal", "callhome"});
+    return lines;
+}
+
+// One entry of the running configuration beside one round trip of its record.
+template <int profiles, int addresses>
+Sample measure_running_config(const Bench& bench) {
+    constexpr int entries = profiles * addresses;
+    constexpr int shows = std::max(1, 20'000 / entries);
+    run(shell_with(bench, write_script(bench, typed(address_lines(profiles, addresses)))));
+    const std::vector<std::string> script(shows, "show running-config callhome");
+    return compare_clients<protocol::AddressRecord>(bench, shows * entries,
+                                                    shell_with(bench, write_script(bench, script)));
+}
+
+// A typed line beside a durable floor; the lines are those of `profiles` with 100 addresses each.
+template <int profiles>
+Sample measure_typing(const Bench& bench) {
+    constexpr int addresses = 100;
+    constexpr std::size_t request_size = header_size + sizeof(protocol::AddressRecord);
+    const std::vector<std::string> lines = address_lines(profiles, addresses);
+    const fs::path script = write_script(bench, typed(lines));
+    const FloorServer server(bench.floor_socket(), request_size, header_size, bench.folder / "floor.db");
+    FloorClient floor(bench.floor_socket(), request_size, header_size);
+    const int count = static_cast<int>(lines.size());
+    const double ours = seconds_each(1, [&] { run(shell_with(bench, script)); }) / count;
+    const double floor_each = seconds_each(count, [&] { floor.round_trip(); });
+    return {ours, floor_each, ours / floor_each};
 }
 
 Sample measure_process(const Bench& bench) {
@@ -160,42 +188,33 @@ constexpr std::array rows{
         measure_set},
     Row{"show command in an open shell", "bare round trip of the same sizes", "at most 2",
         measure_open_shell},
-    Row{"step of a walk over 10,000 addresses", "bare round trip of the same sizes", "at most 1.5",
-        measure_walk, walked_addresses},
     Row{"`callhome -c 'show …'`", "empty C++ program", "at most 2", measure_process},
+    Row{"running configuration of 10, an entry", "bare round trip of its record", "",
+        measure_running_config<1, 10>},
+    Row{"running configuration of 100, an entry", "bare round trip of its record", "",
+        measure_running_config<1, 100>},
+    Row{"running configuration of 1,000, an entry", "bare round trip of its record", "at most 1.5",
+        measure_running_config<10, 100>},
+    Row{"running configuration of 10,000, an entry", "bare round trip of its record", "at most 1.5",
+        measure_running_config<100, 100>},
+    Row{"running configuration of 50 x 50, an entry", "bare round trip of its record", "at most 1.5",
+        measure_running_config<50, 50>},
+    Row{"typing 1,000 lines, a line", "bare round trip with a one-row commit", "at most 1.43",
+        measure_typing<10>},
+    Row{"typing 10,000 lines, a line", "bare round trip with a one-row commit", "at most 1.43",
+        measure_typing<100>},
 };
-
-pid_t start_service(const Bench& bench) {
-    return start_server({bench.program("callhomed"), "--socket", bench.socket(), "--state-folder",
-                         bench.folder / "state", "--log-level", "warning", "--ready-fd",
-                         std::to_string(ready_descriptor)});
-}
-
-void stop_service(pid_t service) {
-    kill(service, SIGTERM);
-    waitpid(service, nullptr, 0);
-}
-
-// The service makes its tables itself; they are filled while it does not run.
-void configure(const Bench& bench, const char* configuration) {
-    stop_service(start_service(bench));
-    for (const auto& file : fs::directory_iterator(bench.folder / "state")) {
-        if (file.path().extension() == ".db") {
-            SQLite::Database(file.path().string(), SQLite::OPEN_READWRITE).exec(configuration);
-        }
-    }
-}
 
 // Measures a row against a service of its own: where the kernel puts a process is a matter of luck that
 // lasts as long as the process.
 Sample measure_once(const Bench& bench, const Row& row) {
-    if (row.configuration != nullptr) {
-        configure(bench, row.configuration);
-    }
-    const pid_t service = start_service(bench);
+    const pid_t service = start_server({bench.program("callhomed"), "--socket", bench.socket(),
+                                        "--state-folder", bench.folder / "state", "--log-level", "warning",
+                                        "--ready-fd", std::to_string(ready_descriptor)});
     platform::use_service({.socket = bench.socket(), .program = {}, .state_folder = {}});
     const Sample sample = row.measure(bench);
-    stop_service(service);
+    kill(service, SIGTERM);
+    waitpid(service, nullptr, 0);
     fs::remove(bench.folder / "floor.db");
     fs::remove_all(bench.folder / "state");
     return sample;
@@ -235,38 +254,7 @@ int run_get_client(const char* socket, const char* gets) {
     return 0;
 }
 
-// Turns the record into the one behind it; false when there is none.
-bool step(AddressRecord& record) {
-    AddressRecord request = record;
-    std::uint32_t length = sizeof(request);
-    void* reply = nullptr;
-    CommandContext context{};
-    const ServiceStatus status =
-        callhome_cmi(static_cast<std::uint32_t>(Opcode::profile_email),
-                     static_cast<std::uint32_t>(Operation::get_next), &request, &reply, &length, &context);
-    const bool is_there = status == 0 && length == sizeof(record);
-    if (is_there) {
-        std::memcpy(&record, reply, sizeof(record));
-    }
-    std::free(reply);
-    return is_there;
-}
-
-int run_walk_client(const char* socket) {
-    platform::use_service({.socket = socket, .program = {}, .state_folder = {}});
-    int walked = 0;
-    for (int profile = 0; profile < walked_profiles; ++profile) {
-        AddressRecord record{};
-        std::snprintf(record.name, sizeof(record.name), "%d", profile);
-        while (step(record)) {
-            ++walked;
-        }
-    }
-    return walked == walked_profiles * addresses_of_each ? 0 : 1;
-}
-
-int run_floor_client(const char* socket, const char* round_trips, const char* frame_size) {
-    const auto size = static_cast<std::size_t>(std::atoi(frame_size));
+int run_floor_client(const char* socket, const char* round_trips, std::size_t size) {
     FloorClient client(socket, size, size);
     for (int left = std::atoi(round_trips); left > 0; --left) {
         client.round_trip();
@@ -306,11 +294,8 @@ int main(int count, char** arguments) {
     if (count > 3 && std::strcmp(arguments[1], callhome::bench::get_client) == 0) {
         return callhome::bench::run_get_client(arguments[2], arguments[3]);
     }
-    if (count > 2 && std::strcmp(arguments[1], callhome::bench::walk_client) == 0) {
-        return callhome::bench::run_walk_client(arguments[2]);
-    }
     if (count > 4 && std::strcmp(arguments[1], callhome::bench::floor_client) == 0) {
-        return callhome::bench::run_floor_client(arguments[2], arguments[3], arguments[4]);
+        return callhome::bench::run_floor_client(arguments[2], arguments[3], std::stoul(arguments[4]));
     }
     return callhome::bench::run_all(CALLHOME_PROGRAMS,
                                     count > 1 ? std::atoi(arguments[1]) : default_rounds);

@@ -20,8 +20,8 @@ constexpr std::string_view block_mode = "call-home";
 constexpr std::string_view block_mode_line = "callhome";
 constexpr std::string_view parent_mode = "configuration";
 constexpr std::string_view distribute_line = "distribute";
-constexpr std::string_view removed_lines = "removed[]";
-constexpr std::string_view added_lines = "added[]";
+constexpr std::string_view removed_lines = "removed_lines[]";
+constexpr std::string_view added_lines = "added_lines[]";
 constexpr ServiceStatus message_in_progress = 0x403B001C;
 
 // The settings whose lines stand before the block: no generator of the library writes them.

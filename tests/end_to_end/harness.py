@@ -19,11 +19,12 @@ LIMIT = 60  # seconds; a guard against hanging, never what a test waits for
 
 
 class Service:
-    """callhomed with its own state. Ends with the test."""
+    """callhomed with its own state. Ends with the test. `within` is a command that starts it."""
 
-    def __init__(self, folder, *options, state=None):
+    def __init__(self, folder, *options, state=None, within=()):
         self.folder = pathlib.Path(folder)
         self.options = options
+        self.within = within
         self.socket = self.folder / "callhomed.sock"
         self.state = state or self.folder / "state"
         self.log = self.folder / "callhomed.log"
@@ -34,7 +35,7 @@ class Service:
         reader, writer = os.pipe()
         with open(self.log, "ab") as log:
             self.process = subprocess.Popen(
-                [PROGRAMS / "callhomed", "--socket", self.socket, "--state-folder", self.state,
+                [*self.within, PROGRAMS / "callhomed", "--socket", self.socket, "--state-folder", self.state,
                  "--ready-fd", str(writer), *self.options],
                 stdin=subprocess.DEVNULL, stderr=log, pass_fds=[writer],
             )
@@ -144,10 +145,10 @@ class EndToEnd(unittest.TestCase):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="callhome-"))
         self.addCleanup(shutil.rmtree, self.folder)
 
-    def start_service(self, *options, name="service"):
+    def start_service(self, *options, name="service", within=()):
         home = self.folder / name
         home.mkdir()
-        service = Service(home, *options)
+        service = Service(home, *options, within=within)
         self.addCleanup(service.stop)
         return service
 
