@@ -156,7 +156,7 @@ int cfgout_cmd_count_get() {
 void cfgout_cmd_punch() {}
 
 int cfgout_buf_printf(const char* format, ...) {
-    std::array<char, 1024> line{};
+    std::array<char, 4096> line{};  // longer than any field
     va_list list;
     va_start(list, format);
     const int length = std::vsnprintf(line.data(), line.size(), format, list);

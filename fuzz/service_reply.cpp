@@ -1,6 +1,7 @@
 // Any bytes as the replies of the service, through the exported functions of libcallhome.so.
 //
 // Input: function, flags, number of tokens, the tokens, and answers for as long as the library asks.
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -156,6 +157,7 @@ struct HandlerRow {
 };
 
 constexpr std::uint32_t create_profile = 102;
+constexpr std::uint32_t show_profile = 101;
 
 // New ones go to the end here, too, and below.
 constexpr std::array handlers{
@@ -191,6 +193,12 @@ constexpr std::array handlers{
     HandlerRow{callhome_pxd_distribute, 0},
     HandlerRow{callhome_pxd_commit, 0},
     HandlerRow{callhome_clear_session, 0},
+    HandlerRow{callhome_show, 0},
+    HandlerRow{callhome_show_destprofile, 0},
+    HandlerRow{callhome_show_user_destprofile, show_profile},
+    HandlerRow{callhome_show_destprofile_fulltxt, 0},
+    HandlerRow{callhome_show_destprofile_shorttxt, 0},
+    HandlerRow{callhome_show_destprofile_xml, 0},
 };
 
 void call_handler(const HandlerRow& row, Command& command) {
@@ -201,16 +209,26 @@ void call_handler(const HandlerRow& row, Command& command) {
 // The functions that are no handlers of a command.
 constexpr std::size_t reply_part_size = 2048;  // bytes, as promised to both texts of a split reply
 
-void generate_lines(Command& command, Input& /*input*/) {
-    callhome_emailconf_asciigen(command.context());
+template <std::int32_t (*generator)(CommandContext*)>
+void generate(Command& command, Input& /*input*/) {
+    require(generator(command.context()) >= 0, "a generator returns 0, 1 or a refusal");
 }
 
-void generate_proxy_lines(Command& command, Input& /*input*/) {
-    callhome_http_proxy_asciigen(command.context());
+void generate_all(Command& command, Input& input) {
+    command.context()->config_depth = input.byte();
+    require(callhome_asciigen(command.context()) == 0, "the driver goes on whatever happens");
 }
 
-void generate_vrf_line(Command& command, Input& /*input*/) {
-    callhome_http_vrf_asciigen(command.context());
+constexpr std::size_t contact_record_size = 2305;  // bytes, as promised to a display of one item
+
+void show_contact_item(Command& command, Input& input) {
+    h = command.context();
+    const std::uint32_t index = input.byte();
+    const auto status = static_cast<ServiceStatus>(input.word());
+    std::vector<char> reply(contact_record_size);
+    const std::string text = input.rest();
+    std::copy_n(text.begin(), std::min(text.size(), reply.size()), reply.begin());
+    callhome_show_table_info(index, status, h, reply.data());
 }
 
 void list_user_commands(Command& command, Input& /*input*/) {
@@ -243,9 +261,24 @@ void print_reply(Command& /*command*/, Input& input) {
 }
 
 constexpr std::size_t first_other_function = 0xF0;
-constexpr std::array<void (*)(Command&, Input&), 8> other_functions{
-    generate_lines, print_error,          name_result,       split_reply,
-    print_reply,    generate_proxy_lines, generate_vrf_line, list_user_commands,
+// As many as there are numbers left for them.
+constexpr std::array<void (*)(Command&, Input&), 16> other_functions{
+    generate<callhome_emailconf_asciigen>,
+    print_error,
+    name_result,
+    split_reply,
+    print_reply,
+    generate<callhome_http_proxy_asciigen>,
+    generate<callhome_http_vrf_asciigen>,
+    list_user_commands,
+    generate<callhome_info_asciigen>,
+    generate<callhome_asciigen_destprofile_xml>,
+    generate<callhome_asciigen_destprofile_fulltxt>,
+    generate<callhome_asciigen_destprofile_shorttxt>,
+    generate<callhome_asciigen_destprofile>,
+    generate_all,
+    generate<print_calhome_config>,
+    show_contact_item,
 };
 
 // The exported data as a process has it before its first command.
@@ -255,6 +288,7 @@ void reset_library(unsigned flags) {
     std::memset(buffer, 0, sizeof buffer);
     print_running_config = (flags & pending_copy) != 0 ? 0 : 1;
     pxd_data_present = 0;
+    pxd_dist_enabled = 0;
     callhome::test::sleeps().clear();
     callhome::test::files().opened.clear();
     callhome::test::files().removed.clear();

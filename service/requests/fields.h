@@ -18,7 +18,7 @@ std::string read_text(const char (&field)[size]) {
 // Writes `text`, cut to the field, and its terminator. The field is zero before.
 template <std::size_t size>
 void write_text(char (&field)[size], std::string_view text) {
-    std::memcpy(field, text.data(), std::min(text.size(), size - 1));
+    std::ranges::copy(text.substr(0, size - 1), field);
 }
 
 }  // namespace callhome::service

@@ -131,7 +131,7 @@ Answer answer_of(KeptConfiguration& kept, const Exchange& exchange) {
     }
     Answer result = regular_answer(kept, exchange);
     if (kept.exchanges == kept.fault.exchange && result.reply) {
-        return cut(std::move(result), std::min(*kept.fault.length, result.reply->size()));
+        result.reply->resize(std::min(*kept.fault.length, result.reply->size()));
     }
     return result;
 }
