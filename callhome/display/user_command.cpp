@@ -58,8 +58,7 @@ int32_t print_user_def_cmds(CommandContext* ctx) {
         write_command(*reply.record());
         key = *reply.record();
     }
-    std::fputs("The list of user commands has no end; the running configuration ends here\n", stderr);
-    return failed;
+    return endless_for_generator("user commands");
 }
 
 uint32_t callhome_show_user_def_cmds(CommandContext* ctx) {
