@@ -14,6 +14,7 @@
 #include "protocol/records/mail.h"
 #include "protocol/records/message.h"
 #include "protocol/records/privacy.h"
+#include "protocol/records/signature.h"
 
 namespace callhome::protocol {
 namespace {
@@ -44,6 +45,15 @@ constexpr std::array exchanges{
     same_both_ways<MailServerRecord>(Opcode::mail_server),
     same_both_ways<HttpVrfRecord>(Opcode::http_vrf),
     same_both_ways<HttpProxyRecord>(Opcode::http_proxy),
+    Exchange{Opcode::service_info, layout_of<ServiceInfoRequest>(), text_reply},
+    Exchange{Opcode::signature_view, layout_of<DsShowRequest>(), text_reply},
+    same_both_ways<MsgStatsClearRecord>(Opcode::message_statistics),
+    same_both_ways<DsActiveRecord>(Opcode::signatures_active),
+    same_both_ways<DsProfileRecord>(Opcode::signature_profile),
+    same_both_ways<DsEnvironmentRecord>(Opcode::signature_environment),
+    same_both_ways<DsStatsClearRecord>(Opcode::signature_statistics),
+    Exchange{Opcode::signature_action, layout_of<DsActionRecord>(), layout_of<DsActionRecord>(),
+             all_questions_size, all_questions_size},
     Exchange{Opcode::data_privacy, layout_of<PrivacyRecord>(), layout_of<PrivacyReply>()},
     same_both_ways<MessageLogRecord>(Opcode::message_log),
     same_both_ways<DeliveryLogRecord>(Opcode::delivery_log),
@@ -71,8 +81,8 @@ void convert_byte_order(std::span<std::byte> record, const Layout& layout) {
     }
 }
 
-const char* why_invalid(std::span<const std::byte> record, const Layout& layout) {
-    if (record.size() != layout.size) {
+const char* why_invalid(std::span<const std::byte> record, const Layout& layout, std::size_t behind) {
+    if (record.size() < layout.size || record.size() - layout.size > behind) {
         return "the record has another length than its opcode's";
     }
     for (const Field& field : layout.fields) {

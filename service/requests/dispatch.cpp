@@ -170,7 +170,7 @@ std::span<const RequestRow> request_rows() {
 
 std::size_t longest_request(std::uint32_t opcode) {
     const protocol::Exchange* exchange = protocol::find_exchange(opcode);
-    return exchange == nullptr ? longest_record : exchange->request.size;
+    return exchange == nullptr ? longest_record : exchange->request.size + exchange->behind_request;
 }
 
 Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::byte> body, Caller& caller,
@@ -181,7 +181,7 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
         spdlog::debug("opcode {} has no operation {}", +header.opcode, +header.operation);
         return Status::malformed_request;
     }
-    if (const char* why = protocol::why_invalid(body, exchange->request)) {
+    if (const char* why = protocol::why_invalid(body, exchange->request, exchange->behind_request)) {
         spdlog::debug("opcode {}, operation {}: {}", +header.opcode, +header.operation, why);
         return Status::malformed_request;
     }

@@ -15,7 +15,8 @@ struct Exchange {
     Opcode opcode;
     Layout request;
     Layout reply;
-    std::size_t behind_reply = 0;  // bytes of text that may stand behind the reply's record
+    std::size_t behind_reply = 0;    // bytes that may stand behind the reply's record
+    std::size_t behind_request = 0;  // the same of the request
 };
 
 // The records of an opcode; a null pointer for a number that nobody uses.
@@ -25,8 +26,9 @@ const Exchange* find_exchange(std::uint32_t opcode);
 // back: the conversion is its own inverse. Bytes behind the layout are left alone.
 void convert_byte_order(std::span<std::byte> record, const Layout& layout);
 
-// Says why `record` cannot be a record of this layout (wrong length, a text without its
-// terminator), or gives a null pointer when it can. The texts name no content of the record.
-const char* why_invalid(std::span<const std::byte> record, const Layout& layout);
+// Says why `record` cannot be a record of this layout with at most `behind` bytes behind it (wrong
+// length, a text without its terminator), or gives a null pointer when it can. The texts name no
+// content of the record.
+const char* why_invalid(std::span<const std::byte> record, const Layout& layout, std::size_t behind = 0);
 
 }  // namespace callhome::protocol

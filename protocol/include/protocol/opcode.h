@@ -26,7 +26,16 @@ enum class Opcode : std::uint32_t {
     mail_server = 2193,          // the list of mail servers, tried by priority
     http_vrf = 2194,             // the VRF that HTTP goes through
     http_proxy = 2195,           // the proxy that HTTP goes through
-    data_privacy = 0x4C40D,      // how much identifying data messages carry
+
+    service_info = 0x4C404,           // get: what the service tells of itself, as text
+    signature_view = 0x4C405,         // get: a text about the diagnostic signatures
+    message_statistics = 0x4C407,     // get: clears counters of the sending of messages
+    signatures_active = 0x4C408,      // whether diagnostic signatures may run
+    signature_profile = 0x4C409,      // the destination profile that carries their downloads
+    signature_environment = 0x4C40A,  // the variables that they read
+    signature_statistics = 0x4C40B,   // set: clears statistics of the signatures
+    signature_action = 0x4C40C,       // set: loads, downloads, installs or removes signatures
+    data_privacy = 0x4C40D,           // how much identifying data messages carry
 
     // What the service has sent and has still to send. Only this service and its shell know these.
     message_log = 0x4C480,    // walk: one recorded message a reply
