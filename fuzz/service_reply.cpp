@@ -96,7 +96,11 @@ constexpr std::array parameters{
     Parameter{47, Value::text},         Parameter{49, Value::text},         Parameter{50, Value::text},
     Parameter{52, Value::text},         Parameter{58, Value::text},         Parameter{62, Value::text},
     Parameter{98, Value::text},         Parameter{99, Value::host_text},    Parameter{100, Value::number},
-    Parameter{111, Value::text},        Parameter{112, Value::text},
+    Parameter{111, Value::text},        Parameter{112, Value::text},        Parameter{118, Value::text},
+    Parameter{119, Value::text},        Parameter{120, Value::text},        Parameter{127, Value::text},
+    Parameter{130, Value::number},      Parameter{131, Value::text},        Parameter{133, Value::text},
+    Parameter{136, Value::text},        Parameter{137, Value::text},        Parameter{138, Value::text},
+    Parameter{139, Value::text},
 };
 
 enum Slot : std::uint8_t { empty_slot = 0xFF, valueless = 0xFE };
@@ -199,6 +203,11 @@ constexpr std::array handlers{
     HandlerRow{callhome_show_destprofile_fulltxt, 0},
     HandlerRow{callhome_show_destprofile_shorttxt, 0},
     HandlerRow{callhome_show_destprofile_xml, 0},
+    HandlerRow{ch_show_gch_ds, 0},
+    HandlerRow{ch_show_gch_ds_id, 0},
+    HandlerRow{ch_show_gch_ds_failure_stats_dnld, 0},
+    HandlerRow{ch_test_send_msg_clear_stat, 0},
+    HandlerRow{ch_show_gch_info, 0},
 };
 
 void call_handler(const HandlerRow& row, Command& command) {

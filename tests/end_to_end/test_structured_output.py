@@ -12,7 +12,10 @@ SCHEMAS = harness.TREE / "docs/schemas"
 # What a display asks for behind the words that its schema is named after; the others stand alone.
 ARGUMENTS = {
     "show callhome destination-profile": ["", " full_txt", " short_txt", " ops", " nobody"],
+    "show callhome information": [" version", " licences"],
     "show callhome message": [" 1"],
+    "show diagnostic-signature callhome description": [" 1"],
+    "show diagnostic-signature callhome statistics": ["", " run-time"],
 }
 
 
@@ -59,7 +62,7 @@ class StructuredOutput(harness.EndToEnd):
                 with self.subTest(command):
                     done = self.shell(service, f"{command} | json", check=False)
                     document = self.assert_document(done.stdout, schema)
-                    self.assertEqual(done.returncode != 0, "errors" in document or "failed" in done.stderr)
+                    self.assertEqual(done.returncode != 0, "errors" in document or "failed" in done.stderr.lower())
                     self.assert_xml(self.shell(service, f"{command} | xml", check=False).stdout, xml_schema, command)
 
     def test_a_lost_service_leaves_a_whole_document(self):

@@ -70,6 +70,16 @@ uint32_t callhome_show_sw_inventory(struct CommandContext* ctx);
 /* The result of print_user_def_cmds, below. */
 uint32_t callhome_show_user_def_cmds(struct CommandContext* ctx);
 
+/* Displays of diagnostic signatures: the settings, one text, one table of statistics. */
+uint32_t ch_show_gch_ds(struct CommandContext* ctx);
+uint32_t ch_show_gch_ds_id(struct CommandContext* ctx);
+uint32_t ch_show_gch_ds_failure_stats_dnld(struct CommandContext* ctx);
+
+/* What the service tells of itself, and setting back what it has counted of its messages, which returns 0
+ * also when the service has refused it. */
+uint32_t ch_show_gch_info(struct CommandContext* ctx);
+uint32_t ch_test_send_msg_clear_stat(struct CommandContext* ctx);
+
 /* Prints the item of callhome_info_table with this index to the handle `out`. `status` is what the request
  * for it was answered with, `reply` the contact record of a success. */
 void callhome_show_table_info(uint32_t index, ServiceStatus status, void* out, const char* reply);

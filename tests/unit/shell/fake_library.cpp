@@ -19,6 +19,7 @@ constexpr std::uint32_t port_value = 15;
 constexpr std::uint32_t inventory_period_value = 45;
 constexpr std::uint32_t server_priority_value = 97;
 constexpr std::uint32_t proxy_port_value = 100;
+constexpr std::uint32_t described_signature_value = 130;
 
 std::string text_of(const TokenRecord& token) {
     switch (token.keyword_id) {
@@ -27,6 +28,7 @@ std::string text_of(const TokenRecord& token) {
         case port_value:
         case inventory_period_value:
         case proxy_port_value:
+        case described_signature_value:
         case server_priority_value: {
             std::uint32_t number = 0;
             std::memcpy(&number, token.value, sizeof number);
@@ -136,6 +138,11 @@ TELLING_HANDLER(callhome_pxd_commit)
 TELLING_HANDLER(callhome_clear_session)
 TELLING_HANDLER(callhome_show_user_def_cmds)
 TELLING_HANDLER(callhome_show_sw_inventory)
+TELLING_HANDLER(ch_show_gch_ds)
+TELLING_HANDLER(ch_show_gch_ds_id)
+TELLING_HANDLER(ch_show_gch_ds_failure_stats_dnld)
+TELLING_HANDLER(ch_show_gch_info)
+TELLING_HANDLER(ch_test_send_msg_clear_stat)
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
     if (display_shall("print bytes")) {
