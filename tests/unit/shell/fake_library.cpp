@@ -2,6 +2,7 @@
 // the command, what handlers do when things go wrong.
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@ constexpr std::uint32_t inventory_period_value = 45;
 constexpr std::uint32_t server_priority_value = 97;
 constexpr std::uint32_t proxy_port_value = 100;
 constexpr std::uint32_t described_signature_value = 130;
+constexpr std::uint32_t signature_value = 107;
 
 std::string text_of(const TokenRecord& token) {
     switch (token.keyword_id) {
@@ -29,6 +31,7 @@ std::string text_of(const TokenRecord& token) {
         case inventory_period_value:
         case proxy_port_value:
         case described_signature_value:
+        case signature_value:
         case server_priority_value: {
             std::uint32_t number = 0;
             std::memcpy(&number, token.value, sizeof number);
@@ -93,6 +96,9 @@ bool display_shall(const char* what) {
 constexpr int display_lines = 100;
 constexpr int coloured_line = 50;
 
+constexpr std::size_t answer_size = 128;
+constexpr char control_z = '\x1A';
+
 }  // namespace
 
 #define TELLING_HANDLER(name)                     \
@@ -143,6 +149,29 @@ TELLING_HANDLER(ch_show_gch_ds_id)
 TELLING_HANDLER(ch_show_gch_ds_failure_stats_dnld)
 TELLING_HANDLER(ch_show_gch_info)
 TELLING_HANDLER(ch_test_send_msg_clear_stat)
+TELLING_HANDLER(ch_exec_gch_ds_load_file)
+TELLING_HANDLER(ch_exec_gch_ds_download)
+TELLING_HANDLER(ch_exec_gch_ds_deinstall)
+TELLING_HANDLER(ch_clear_gch_ds_statistics)
+TELLING_HANDLER(ch_config_gch_ds_environment)
+TELLING_HANDLER(ch_config_gch_ds_profile)
+TELLING_HANDLER(ch_config_gch_ds_active)
+
+// Asks, as an installation does.
+std::uint32_t ch_exec_gch_ds_install(CommandContext* context) {
+    tell("ch_exec_gch_ds_install", *context);
+    for (const char* question : {"who", "when"}) {
+        std::array<char, answer_size> answer{};
+        std::printf("%s? ", question);
+        if (std::fgets(answer.data(), answer.size(), stdin) == nullptr ||
+            std::strchr(answer.data(), control_z) != nullptr) {
+            return 1;
+        }
+        answer[std::strcspn(answer.data(), "\n")] = '\0';
+        std::printf("%s=%s;\n", question, answer.data());
+    }
+    return 0;
+}
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
     if (display_shall("print bytes")) {
