@@ -36,11 +36,6 @@ struct MailRoute {
     std::string vrf_name;
 };
 
-enum class Carrier : int {
-    smtp = 1,
-    http = 2,
-};
-
 struct DeliveryJob {
     std::int64_t delivery_id = 0;
     Carrier carrier = Carrier::smtp;

@@ -5,6 +5,11 @@
 
 namespace callhome::service {
 
+enum class Carrier : int {
+    smtp = 1,
+    http = 2,
+};
+
 // How HTTP leaves: through a proxy and a VRF (each empty for none).
 struct HttpRoute {
     std::string proxy;
