@@ -16,6 +16,8 @@ namespace {
 constexpr const char* system_socket = "/run/callhome/callhomed.sock";
 constexpr const char* system_state = "/var/lib/callhome";
 constexpr const char* socket_name = "callhomed.sock";
+constexpr const char* system_keys = "/etc/callhome/keys";
+constexpr const char* keys_name = "keys";
 
 // What the environment names; relative and empty paths do not count.
 std::optional<std::filesystem::path> folder_from(const char* variable) {
@@ -43,6 +45,9 @@ void fill_defaults(Options& options) {
             throw CLI::ValidationError("HOME is not set: name a folder with --state-folder");
         }
         options.state_folder = *folder;
+    }
+    if (options.trust.key_folder.empty()) {
+        options.trust.key_folder = options.system ? system_keys : options.state_folder / keys_name;
     }
     if (options.socket.empty()) {
         const auto runtime = folder_from("XDG_RUNTIME_DIR");
@@ -105,6 +110,14 @@ void add_delivery_options(CLI::App& app, DeliverySettings& settings) {
         });
 }
 
+void add_trust_options(CLI::App& app, TrustSettings& trust) {
+    app.add_option("--signature-keys", trust.key_folder,
+                   "Believe diagnostic signatures that these keys and certificates vouch for")
+        ->option_text("FOLDER");
+    app.add_flag("--allow-unsigned-signatures", trust.allow_unsigned,
+                 "Believe every diagnostic signature; for trials");
+}
+
 }  // namespace
 
 std::variant<Options, ExitStatus> parse_options(int argument_count, const char* const* arguments) {
@@ -129,6 +142,7 @@ std::variant<Options, ExitStatus> parse_options(int argument_count, const char* 
            "The least grave that is logged: " + level_words() + " (info)")
         ->option_text("LEVEL");
     add_delivery_options(app, options.delivery);
+    add_trust_options(app, options.trust);
     try {
         app.parse(argument_count, arguments);
         fill_defaults(options);

@@ -8,6 +8,7 @@
 #include <spdlog/common.h>
 
 #include "delivery/settings.h"
+#include "signatures/signing.h"
 
 namespace callhome::service {
 
@@ -19,6 +20,7 @@ struct Options {
     std::optional<int> ready_descriptor;
     spdlog::level::level_enum log_level = spdlog::level::info;
     DeliverySettings delivery;
+    TrustSettings trust;
 };
 
 enum ExitStatus : int {

@@ -16,6 +16,8 @@ bool is_url(std::string_view text);       // a word: http:// or https:// and a h
 bool is_host(std::string_view text);      // an IPv4 address, an IPv6 address or a host name
 bool is_vrf_name(std::string_view text);  // a word, and not too long to be typed
 
+bool is_show_command(std::string_view text);  // a line, what the operator could type: a display and no more
+
 // An item that need not be there.
 template <typename Check>
 bool is_empty_or(Check check, std::string_view text) {
