@@ -32,12 +32,6 @@ bool has_user_command(const SharedConfiguration& configuration, std::string_view
     });
 }
 
-bool is_show_command(std::string_view command) {
-    constexpr std::string_view show = "show";
-    return is_line(command) && command.starts_with(show) &&
-           (command.size() == show.size() || command[show.size()] == ' ');
-}
-
 // What ZUVA-TAC receives holds no output that an operator has chosen: a profile that subscribes to it has
 // no group with user commands.
 bool subscription_conflicts(const SharedConfiguration& configuration, const Profile& profile,

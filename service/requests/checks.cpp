@@ -114,6 +114,12 @@ bool is_vrf_name(std::string_view text) {
     return is_word(text) && text.size() <= longest;
 }
 
+bool is_show_command(std::string_view text) {
+    constexpr std::string_view show = "show";
+    return is_line(text) && text.starts_with(show) &&
+           (text.size() == show.size() || text[show.size()] == ' ');
+}
+
 bool is_address_type(std::uint32_t number) {
     using protocol::AddressType;
     constexpr std::array known{AddressType::unknown, AddressType::ipv4, AddressType::ipv6,
