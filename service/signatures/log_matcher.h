@@ -25,6 +25,8 @@ class LogMatcher {
     struct Pattern {
         std::uint32_t id = 0;
         std::string expression;  // RE2, found anywhere in a line
+
+        bool operator==(const Pattern&) const = default;
     };
 
     LogMatcher();  // matches nothing
