@@ -76,6 +76,12 @@ bool is_line(std::string_view text) {
     return has_no(text, breaks_lines) && !text.starts_with(' ') && !text.ends_with(' ');
 }
 
+bool is_show_command(std::string_view text) {
+    constexpr std::string_view show = "show";
+    return is_line(text) && text.starts_with(show) &&
+           (text.size() == show.size() || text[show.size()] == ' ');
+}
+
 bool is_word(std::string_view text) {
     return !text.empty() && has_no(text, is_blank);
 }
@@ -112,12 +118,6 @@ bool is_host(std::string_view text) {
 bool is_vrf_name(std::string_view text) {
     constexpr std::size_t longest = 31;
     return is_word(text) && text.size() <= longest;
-}
-
-bool is_show_command(std::string_view text) {
-    constexpr std::string_view show = "show";
-    return is_line(text) && text.starts_with(show) &&
-           (text.size() == show.size() || text[show.size()] == ' ');
 }
 
 bool is_address_type(std::uint32_t number) {

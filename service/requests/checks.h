@@ -16,8 +16,7 @@ bool is_url(std::string_view text);       // a word: http:// or https:// and a h
 bool is_host(std::string_view text);      // an IPv4 address, an IPv6 address or a host name
 bool is_vrf_name(std::string_view text);  // a word, and not too long to be typed
 
-// A line whose first word is "show", written out: a display, whatever stands behind it.
-bool is_show_command(std::string_view text);
+bool is_show_command(std::string_view text);  // a line, what the operator could type: a display and no more
 
 // An item that need not be there.
 template <typename Check>
