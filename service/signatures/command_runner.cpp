@@ -102,7 +102,7 @@ CommandResult CommandRunner::Process::outcome(int status) {
     }
     if (result.ending == CommandEnding::too_long) {
         result.reason =
-            fmt::format("ended after {} seconds", std::chrono::duration<double>(settings.time).count());
+            fmt::format("ended after {} s", std::chrono::duration<double>(settings.time).count());
     } else if (result.ending == CommandEnding::too_much) {
         result.reason = fmt::format("ended after {} bytes of output", most);
     } else if (WIFSIGNALED(status)) {

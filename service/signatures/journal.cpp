@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <asio/post.hpp>
-#include <stdexcept>
+#include <cstdint>
 #include <system_error>
 
 #include "signatures/log_matcher.h"
@@ -41,10 +41,6 @@ Journal::Journal(asio::io_context& io, const std::optional<std::filesystem::path
       own_process_(std::to_string(::getpid())),
       journal_(open(folder)),
       descriptor_(io) {
-    if (::sd_journal_has_runtime_files(journal_.get()) <= 0 &&
-        ::sd_journal_has_persistent_files(journal_.get()) <= 0) {
-        throw std::runtime_error("there is no system journal that this service may read");
-    }
     check(::sd_journal_set_data_threshold(journal_.get(), longest_log_line), "no threshold can be set");
     check(::sd_journal_seek_tail(journal_.get()), "the end of the system journal cannot be found");
     // The tail is a place behind the last entry; only a step back makes it one to go on from.
@@ -60,6 +56,11 @@ Journal::~Journal() {
     if (descriptor_.is_open()) {
         descriptor_.release();
     }
+}
+
+bool Journal::has_entries() const {
+    std::uint64_t first = 0;
+    return ::sd_journal_get_cutoff_realtime_usec(journal_.get(), &first, nullptr) > 0;
 }
 
 void Journal::wait() {

@@ -19,13 +19,16 @@ namespace callhome::service {
 // signature could set itself off. Entries of many lines come line by line.
 class Journal {
  public:
-    // The journal of this machine, or the one whose files are in `folder`. Throws std::runtime_error when
-    // there is none, or none that this user may read.
+    // The journal of this machine, or the one whose files are in `folder`. Throws std::runtime_error that
+    // says what is in the way.
     Journal(asio::io_context& io, const std::optional<std::filesystem::path>& folder, TakeLine take);
     ~Journal();
 
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
+
+    // False also for one that this user may not read.
+    bool has_entries() const;
 
  private:
     struct Closed {

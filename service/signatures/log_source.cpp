@@ -23,6 +23,9 @@ void LogSources::listen(bool wanted) {
     }
     try {
         journal_.emplace(io_, settings_.journal_folder, take_);
+        if (!journal_->has_entries()) {
+            spdlog::warn("Signatures find nothing in the system journal that this service may read");
+        }
     } catch (const std::exception& error) {
         spdlog::warn("Signatures get no lines of the system journal: {}", error.what());
     }

@@ -167,7 +167,7 @@ TEST_F(CommandGroup, IsEndedAsAWholeWhenItTakesTooLong) {
     const CommandResult result = run_script(hold() + " echo before; wait");
     EXPECT_EQ(result.ending, CommandEnding::too_long);
     EXPECT_EQ(result.output, "before\n");
-    EXPECT_EQ(result.reason, "ended after 0.5 seconds");
+    EXPECT_EQ(result.reason, "ended after 0.5 s");
     EXPECT_TRUE(is_let_go());
 }
 
