@@ -126,12 +126,7 @@ void SignatureRunner::when_listening_changes(std::function<void(bool)> listen) {
 void SignatureRunner::follow_schedule() {
     std::vector<Schedule::Entry> entries;
     for (const auto& [id, installed] : runnable_) {
-        const SignatureEvent& event = installed.signature->event;
-        if (const auto* timer = std::get_if<TimerEvent>(&event)) {
-            entries.push_back({id, *timer});
-        } else if (const auto* cron = std::get_if<CronEvent>(&event)) {
-            entries.push_back({id, *cron});
-        }
+        entries.push_back({id, installed.signature->event});
     }
     schedule_.set(entries);
 }

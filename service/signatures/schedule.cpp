@@ -46,6 +46,7 @@ void Schedule::set(const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) {
         items.push_back(item_for(entry));
     }
+    std::erase_if(items, [](const Item& item) { return !item.due; });
     items_ = std::move(items);
     look_later(settings_.now());
 }

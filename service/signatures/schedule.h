@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <variant>
 #include <vector>
 
 #include <asio/io_context.hpp>
@@ -22,10 +21,9 @@ namespace callhome::service {
 // clock is set back by less than a day; a timer begins anew. Lives on the io_context's thread.
 class Schedule {
  public:
-    using Event = std::variant<TimerEvent, CronEvent>;
     struct Entry {
         std::uint32_t id = 0;
-        Event event;
+        SignatureEvent event;  // those that no clock sets off are never due
     };
 
     // Of the settings, the clock and how often it is read count. `fire` may call set().
@@ -44,7 +42,7 @@ class Schedule {
  private:
     struct Item {
         std::uint32_t id;
-        Event event;
+        SignatureEvent event;
         std::optional<CronSchedule> cron;
         std::int64_t handled;             // all up to this moment
         std::optional<std::int64_t> due;  // the next moment; nothing for never

@@ -1,7 +1,6 @@
 """Signatures that are set off: a line is written to the log socket, the commands run, the mail arrives, and the
 counters move."""
 import os
-import pathlib
 import shutil
 import socket
 import unittest
@@ -50,10 +49,6 @@ class SignatureRuns(harness.EndToEnd):
             sender.connect(str(self.folder / "log.sock"))
             sender.send(text.encode())
 
-    def counters(self, service, number=4711):
-        """Runs, and messages that were sent, as the service tells them."""
-        return self.shell(service, f"show diagnostic-signature callhome state").stdout
-
     def test_a_log_line_brings_a_mail_with_the_output_of_the_commands(self):
         server = self.start_mail_server()
         service = self.start()
@@ -70,6 +65,10 @@ class SignatureRuns(harness.EndToEnd):
         self.assertIn(self.shell(service, "show version").stdout.splitlines()[0], mail)
         # What the command asked this same service for, while it composed the message.
         self.assertIn("ops@example.net", mail.split("Output of show callhome destination-profile ops")[1])
+        self.assertRegex(self.shell(service, "show diagnostic-signature callhome state").stdout,
+                         r"Runs: +1 since it was installed")
+        self.assertRegex(self.shell(service, "show diagnostic-signature callhome messages").stdout,
+                         r"Sent: +1\b")
 
     def start_beside(self, script, *options):
         """As start(), but with a command shell beside the service that does what the script says."""
