@@ -18,6 +18,8 @@ constexpr const char* system_state = "/var/lib/callhome";
 constexpr const char* socket_name = "callhomed.sock";
 constexpr const char* system_log_socket = "/run/callhome/log.sock";
 constexpr const char* log_socket_name = "log.sock";
+constexpr const char* system_keys = "/etc/callhome/keys";
+constexpr const char* keys_name = "keys";
 
 // What the environment names; relative and empty paths do not count.
 std::optional<std::filesystem::path> folder_from(const char* variable) {
@@ -50,6 +52,9 @@ void fill_defaults(Options& options) {
         options.log_socket = options.system && options.socket.empty()
                                  ? system_log_socket
                                  : options.state_folder / log_socket_name;
+    }
+    if (options.trust.key_folder.empty()) {
+        options.trust.key_folder = options.system ? system_keys : options.state_folder / keys_name;
     }
     if (options.socket.empty()) {
         const auto runtime = folder_from("XDG_RUNTIME_DIR");
@@ -126,6 +131,14 @@ void add_signature_options(CLI::App& app, Options& options) {
         ->option_text("SECONDS");
 }
 
+void add_trust_options(CLI::App& app, TrustSettings& trust) {
+    app.add_option("--signature-keys", trust.key_folder,
+                   "Believe diagnostic signatures that these keys and certificates vouch for")
+        ->option_text("FOLDER");
+    app.add_flag("--allow-unsigned-signatures", trust.allow_unsigned,
+                 "Believe every diagnostic signature; for trials");
+}
+
 }  // namespace
 
 std::variant<Options, ExitStatus> parse_options(int argument_count, const char* const* arguments) {
@@ -151,6 +164,7 @@ std::variant<Options, ExitStatus> parse_options(int argument_count, const char* 
         ->option_text("LEVEL");
     add_delivery_options(app, options.delivery);
     add_signature_options(app, options);
+    add_trust_options(app, options.trust);
     try {
         app.parse(argument_count, arguments);
         fill_defaults(options);

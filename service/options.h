@@ -10,6 +10,7 @@
 #include <spdlog/common.h>
 
 #include "delivery/settings.h"
+#include "signatures/signing.h"
 
 namespace callhome::service {
 
@@ -24,6 +25,7 @@ struct Options {
     std::filesystem::path log_socket;     // where signatures get log lines
     std::string command_user = "nobody";  // who runs the commands of signatures where this is root
     std::chrono::seconds command_limit{30};
+    TrustSettings trust;
 };
 
 enum ExitStatus : int {

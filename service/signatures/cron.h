@@ -30,8 +30,8 @@ struct CronSchedule {
 // first three letters of months and weekdays; 7 is Sunday, too. Nothing for any other text.
 std::optional<CronSchedule> read_cron(std::string_view expression);
 
-// The first minute after `moment` that the schedule names. Nothing when no day of the next eight years
-// has such a minute (the 30th of February).
+// The first minute after `moment` that the schedule names; one that the clocks skip is passed over. Nothing
+// when no day of the next forty years has such a minute (the 30th of February).
 std::optional<std::int64_t> next_time(const CronSchedule& schedule, std::int64_t moment);
 
 }  // namespace callhome::service

@@ -1,28 +1,26 @@
 #include "signatures/log_matcher.h"
 
-#include <re2/re2.h>
 #include <re2/set.h>
 
 #include <algorithm>
 
+#include "signatures/pattern.h"
+
 namespace callhome::service {
 namespace {
 
-// Bytes, of what patterns are compiled to and of what matching builds beside it.
-constexpr std::int64_t memory_of_one = 256LL * 1024;
-constexpr std::int64_t memory_of_all = 32LL * 1024 * 1024;
+constexpr std::int64_t memory_of_all = 32LL * 1024 * 1024;  // bytes, in one automaton
 
-RE2::Options options_with(std::int64_t memory) {
-    RE2::Options options;
-    options.set_log_errors(false);
-    options.set_max_mem(memory);
+RE2::Options options_of_all() {
+    RE2::Options options = pattern_options();
+    options.set_max_mem(memory_of_all);
     return options;
 }
 
 }  // namespace
 
 struct LogMatcher::Set {
-    RE2::Set automaton{options_with(memory_of_all), RE2::UNANCHORED};
+    RE2::Set automaton{options_of_all(), RE2::UNANCHORED};
 };
 
 LogMatcher::LogMatcher() = default;
@@ -32,7 +30,7 @@ LogMatcher& LogMatcher::operator=(LogMatcher&&) noexcept = default;
 
 LogMatcher::LogMatcher(std::span<const Pattern> patterns) : set_(std::make_unique<Set>()) {
     for (const Pattern& row : patterns) {
-        auto pattern = std::make_unique<RE2>(row.expression, options_with(memory_of_one));
+        auto pattern = std::make_unique<RE2>(row.expression, pattern_options());
         if (!pattern->ok()) {
             refused_.push_back(row.id);
             continue;

@@ -2,12 +2,17 @@
 // and memory, and nothing outside of it is ever opened.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 #include <variant>
 
 #include "signatures/signature.h"
 
 namespace callhome::service {
+
+inline constexpr std::string_view signature_namespace = "urn:callhome:signature:1";
+inline constexpr std::string_view signature_element = "diagnosticSignature";
+inline constexpr std::size_t deepest_signature_element = 64;
 
 std::variant<Signature, Refusal> read_signature(std::string_view xml);
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "signatures/signature.h"
 
@@ -34,6 +35,10 @@ struct DetachedSignature {
     SigningMethod method;
     std::string bytes;  // the whole file
 };
+
+// What is beside `file`; nothing when no signature is there. Refusals are those of read_bounded_file.
+std::variant<std::optional<DetachedSignature>, Refusal> read_detached_signature(
+    const std::filesystem::path& file);
 
 struct TrustSettings {
     std::filesystem::path key_folder;  // *.pem: Ed25519 public keys, certificates of authorities

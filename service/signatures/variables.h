@@ -3,6 +3,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -12,6 +14,9 @@
 #include "signatures/signature.h"
 
 namespace callhome::service {
+
+// Bytes. A text may name the output of its commands more than once, but not without end.
+inline constexpr std::size_t longest_filled_text = 8UL * 1024UL * 1024UL;
 
 using VariableValues = std::map<std::string, std::string, std::less<>>;
 
@@ -35,8 +40,12 @@ bool is_variable_name(std::string_view name);
 // as a whole. It may become a piece of a command, so it holds no bar, behind which filters would begin.
 std::optional<Refusal> refuse_value(const SignatureVariable& variable, std::string_view value);
 
+// variable_name_invalid or variable_unresolved for the first variable that is not known.
+std::optional<Refusal> refuse_variables(std::string_view text,
+                                        const std::function<bool(std::string_view)>& is_known);
+
 // The text with its variables filled in. One that has no value is a refusal (variable_unresolved), as is a
-// name that cannot be one (variable_name_invalid).
+// name that cannot be one (variable_name_invalid), and a text that becomes too long (over_length).
 std::variant<std::string, Refusal> fill_in(std::string_view text, const VariableValues& values);
 
 // As fill_in, and fit for the header of a mail: on one line, without control characters.

@@ -1,0 +1,31 @@
+#include "options.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <vector>
+
+namespace callhome::service {
+namespace {
+
+Options parsed(std::initializer_list<const char*> words) {
+    std::vector<const char*> arguments{"callhomed"};
+    arguments.insert(arguments.end(), words);
+    const auto result = parse_options(static_cast<int>(arguments.size()), arguments.data());
+    EXPECT_TRUE(std::holds_alternative<Options>(result));
+    return std::holds_alternative<Options>(result) ? std::get<Options>(result) : Options{};
+}
+
+TEST(Options, NameTheKeysOfSignatures) {
+    EXPECT_EQ(parsed({"--system"}).trust.key_folder, "/etc/callhome/keys");
+    EXPECT_EQ(parsed({"--state-folder", "/tmp/state"}).trust.key_folder, "/tmp/state/keys");
+    EXPECT_EQ(parsed({"--system", "--signature-keys", "/tmp/keys"}).trust.key_folder, "/tmp/keys");
+}
+
+TEST(Options, AllowUnsignedSignaturesOnlyWhenTheySaySo) {
+    EXPECT_FALSE(parsed({"--system"}).trust.allow_unsigned);
+    EXPECT_TRUE(parsed({"--system", "--allow-unsigned-signatures"}).trust.allow_unsigned);
+}
+
+}  // namespace
+}  // namespace callhome::service
