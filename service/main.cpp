@@ -24,6 +24,10 @@
 #include "server/idle_watch.h"
 #include "server/listener.h"
 #include "server/server.h"
+#include "signatures/catalogue.h"
+#include "signatures/log_source.h"
+#include "signatures/runner.h"
+#include "signatures/signature_file.h"
 #include "state_folder.h"
 #include "store/store.h"
 
@@ -34,12 +38,16 @@ namespace {
 constexpr int one_thread = 1;
 constexpr int keep_environment = 0;
 
+SocketAccess access_of(const Options& options) {
+    return options.system ? SocketAccess::everyone : SocketAccess::own_user;
+}
+
 Listener open_listener(const Options& options) {
     if (auto passed = Listener::from_service_manager()) {
         spdlog::info("listening on the socket of the service manager");
         return *std::move(passed);
     }
-    Listener listener(options.socket, options.system ? SocketAccess::everyone : SocketAccess::own_user);
+    Listener listener(options.socket, access_of(options));
     spdlog::info("listening on {}", options.socket.string());
     return listener;
 }
@@ -65,6 +73,13 @@ void end_on_signals(asio::signal_set& signals, asio::io_context& io) {
     });
 }
 
+CommandSettings command_settings(const Options& options) {
+    return {.program = shell_beside_this_program(),
+            .socket = std::filesystem::absolute(options.socket),
+            .user = options.command_user,
+            .time = options.command_limit};
+}
+
 void serve(const Options& options) {
     const StateFolder state(options.state_folder);
     Database database(state.database());
@@ -79,6 +94,13 @@ void serve(const Options& options) {
     Dispatcher dispatcher(store, messages, software, session);
     InventoryTimer inventory(io, database, store.configuration(), messages, options.delivery);
     dispatcher.when_changed([&inventory] { inventory.settings_may_have_changed(); });
+    Catalogue catalogue(database, read_signature, options.delivery.now);
+    SignatureRunner signatures(io, catalogue, store.configuration(), messages, command_settings(options),
+                               options.delivery);
+    LogSources log_sources(
+        io, {.socket = options.log_socket, .access = access_of(options), .journal_folder = {}},
+        [&signatures](std::string_view line) { signatures.take_line(line); });
+    signatures.when_listening_changes([&log_sources](bool listens) { log_sources.listen(listens); });
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
@@ -91,7 +113,7 @@ void serve(const Options& options) {
                                           .is_busy =
                                               [&] {
                                                   return messages.busy_soon() || session.is_committing() ||
-                                                         inventory.due_soon();
+                                                         inventory.due_soon() || signatures.is_busy();
                                               }},
                      [&io] {
                          spdlog::info("ending: no client is left and no message is due");
