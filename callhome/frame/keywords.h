@@ -108,6 +108,15 @@ enum PrivacyKeyword : std::uint32_t {
     keyword_privacy_high = 112,
 };
 
+enum SignatureKeyword : std::uint32_t {
+    keyword_signature_profile = 103,
+    keyword_variable_name = 104,
+    keyword_variable_value = 105,
+    keyword_signature_id = 107,  // 32-bit integer
+    keyword_all_signatures = 108,
+    keyword_signature_file = 109,
+};
+
 enum DistributionKeyword : std::uint32_t {
     keyword_distribute = 47,
     keyword_commit = 49,

@@ -58,6 +58,18 @@ uint32_t callhome_pxd_distribute(struct CommandContext* ctx);
 uint32_t callhome_pxd_commit(struct CommandContext* ctx);
 uint32_t callhome_clear_session(struct CommandContext* ctx);
 
+/* Diagnostic signatures. Loading, downloading, removing, environment and profile return 0 also after the
+ * service has refused them. Installing asks the questions of the signature on standard output and reads the
+ * answers from standard input. */
+uint32_t ch_exec_gch_ds_load_file(struct CommandContext* ctx);
+uint32_t ch_exec_gch_ds_download(struct CommandContext* ctx);
+uint32_t ch_exec_gch_ds_install(struct CommandContext* ctx);
+uint32_t ch_exec_gch_ds_deinstall(struct CommandContext* ctx);
+uint32_t ch_clear_gch_ds_statistics(struct CommandContext* ctx);
+uint32_t ch_config_gch_ds_environment(struct CommandContext* ctx);
+uint32_t ch_config_gch_ds_profile(struct CommandContext* ctx);
+uint32_t ch_config_gch_ds_active(struct CommandContext* ctx);
+
 /* Displays. */
 uint32_t callhome_show_emailconf(struct CommandContext* ctx);
 uint32_t callhome_show(struct CommandContext* ctx);
