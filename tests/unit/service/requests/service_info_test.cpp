@@ -20,8 +20,8 @@ class ServiceInfoTest : public RequestsTest {
     }
     // What stands behind "NAME:" on its line.
     std::string value_of(ServiceInfo type, const std::string& name) {
-        const std::string text = "\n" + info(type);
-        const std::size_t line = text.find("\n" + name + ":");
+        const std::string text = fmt::format("\n{}", info(type));
+        const std::size_t line = text.find(fmt::format("\n{}:", name));
         if (line == std::string::npos) {
             return "no line " + name;
         }
