@@ -1,6 +1,7 @@
 // Any bytes as the replies of the service, through the exported functions of libcallhome.so.
 //
-// Input: function, flags, number of tokens, the tokens, and answers for as long as the library asks.
+// Input: function, flags, number of tokens, the tokens, what is typed where the function asks, and answers
+// for as long as the library asks.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <cstring>
 #include <deque>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 #include "answering_platform.h"
@@ -96,7 +98,12 @@ constexpr std::array parameters{
     Parameter{47, Value::text},         Parameter{49, Value::text},         Parameter{50, Value::text},
     Parameter{52, Value::text},         Parameter{58, Value::text},         Parameter{62, Value::text},
     Parameter{98, Value::text},         Parameter{99, Value::host_text},    Parameter{100, Value::number},
-    Parameter{111, Value::text},        Parameter{112, Value::text},
+    Parameter{111, Value::text},        Parameter{112, Value::text},        Parameter{118, Value::text},
+    Parameter{119, Value::text},        Parameter{120, Value::text},        Parameter{127, Value::text},
+    Parameter{130, Value::number},      Parameter{131, Value::text},        Parameter{133, Value::text},
+    Parameter{136, Value::text},        Parameter{137, Value::text},        Parameter{138, Value::text},
+    Parameter{139, Value::text},        Parameter{104, Value::text},        Parameter{105, Value::text},
+    Parameter{107, Value::number},      Parameter{108, Value::text},        Parameter{109, Value::text},
 };
 
 enum Slot : std::uint8_t { empty_slot = 0xFF, valueless = 0xFE };
@@ -199,6 +206,38 @@ constexpr std::array handlers{
     HandlerRow{callhome_show_destprofile_fulltxt, 0},
     HandlerRow{callhome_show_destprofile_shorttxt, 0},
     HandlerRow{callhome_show_destprofile_xml, 0},
+    HandlerRow{ch_show_gch_ds, 0},
+    HandlerRow{ch_show_gch_ds_id, 0},
+    HandlerRow{ch_show_gch_ds_failure_stats_dnld, 0},
+    HandlerRow{ch_test_send_msg_clear_stat, 0},
+    HandlerRow{ch_show_gch_info, 0},
+    HandlerRow{ch_exec_gch_ds_load_file, 0},
+    HandlerRow{ch_exec_gch_ds_download, 0},
+    HandlerRow{ch_exec_gch_ds_deinstall, 0},
+    HandlerRow{ch_exec_gch_ds_install, 0},
+    HandlerRow{ch_clear_gch_ds_statistics, 0},
+    HandlerRow{ch_config_gch_ds_environment, 0},
+    HandlerRow{ch_config_gch_ds_profile, 0},
+    HandlerRow{ch_config_gch_ds_active, 0},
+};
+
+// What is typed on standard input while a handler asks questions.
+class Typed {
+ public:
+    explicit Typed(std::string text) : text_(std::move(text)), kept_(stdin) {
+        stdin = fmemopen(text_.data(), text_.size(), "r");
+        require(stdin != nullptr, "there is a stream for what is typed");
+    }
+    Typed(const Typed&) = delete;
+    Typed& operator=(const Typed&) = delete;
+    ~Typed() {
+        (void)std::fclose(stdin);
+        stdin = kept_;
+    }
+
+ private:
+    std::string text_;
+    std::FILE* kept_;
 };
 
 void call_handler(const HandlerRow& row, Command& command) {
@@ -345,6 +384,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     command.set_form(row.command_id);
     for (unsigned tokens = input.byte() % most_tokens; tokens > 0; --tokens) {
         add_token(command, row.command_id != 0, input);
+    }
+    std::optional<Typed> typed;
+    if (row.handler == ch_exec_gch_ds_install) {
+        typed.emplace(input.counted_text());
     }
     call_handler(row, command);
     return 0;

@@ -52,11 +52,7 @@ bool show_text(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
 }
 
-// Line ends alone are layout, which a document has no use for.
-bool is_layout(std::string_view text) {
-    return text.find_first_not_of('\n') == std::string_view::npos;
-}
-
+// Text without a tuple is a heading or layout, which a document has no use for.
 void add_to_document(const Expansion& expansion) {
     if (expansion.tuples.size() == 1) {
         add_tuple(expansion.tuples.front().tag, expansion.text);  // with what the line says around it
@@ -64,9 +60,6 @@ void add_to_document(const Expansion& expansion) {
     }
     for (const ShownTuple& tuple : expansion.tuples) {
         add_tuple(tuple.tag, tuple.text);
-    }
-    if (expansion.tuples.empty() && !is_layout(expansion.text)) {
-        show_text(expansion.text);
     }
 }
 

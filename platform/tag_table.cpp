@@ -27,6 +27,7 @@ struct TagRow {
     std::string_view place;
     std::string_view prefix, suffix;
     ValueType type = ValueType::text;
+    bool is_padded = false;  // the value has lost its blanks at the end, and they were put there again
 };
 
 using enum Role;
@@ -126,6 +127,57 @@ constexpr auto short_text_profile_rows = profile_rows_from<FormatLine::left_out>
 constexpr auto xml_profile_rows = profile_rows_from<FormatLine::left_out>(0x3074003C);
 constexpr auto named_profile_rows = profile_rows_from<FormatLine::shown>(0x30740047);
 
+// The value of a column is padded to its width.
+constexpr TagRow column(std::uint32_t tag, std::string_view place, ValueType type = text) {
+    return {tag, field, place, "", "", type, true};
+}
+
+constexpr TagRow first_column(std::uint32_t tag, std::string_view place) {
+    return {tag, element, place, "", "", text, true};
+}
+
+constexpr std::array signature_settings_rows{
+    TagRow{0x3074005E, field, "enabled", "", "", boolean},
+    TagRow{0x3074005F, field, "profile", "", ""},
+    TagRow{0x30740060, label, "", "", ""},  // no variable is set
+    TagRow{0x30740061, element, "environment_variables[]/name", "           ", ":"},
+    TagRow{0x30740062, field, "environment_variables[]/value", " ", ""},
+    first_column(0x30740063, "signatures[]/id"),
+    column(0x30740064, "signatures[]/name"),
+    column(0x30740065, "signatures[]/revision"),
+    column(0x30740066, "signatures[]/state"),
+    column(0x30740067, "signatures[]/last_update"),
+};
+
+constexpr std::array signature_text_rows{
+    TagRow{0x30740068, field, "content", "", ""},
+};
+
+constexpr std::array signature_run_time_rows{
+    first_column(0x30740069, "signatures[]/id"),
+    column(0x3074006A, "signatures[]/name"),
+    column(0x3074006B, "signatures[]/runs_limit_removal"),
+    column(0x3074006C, "signatures[]/average_run_seconds"),
+    column(0x3074006D, "signatures[]/longest_run_seconds"),
+};
+
+constexpr std::array signature_download_rows{
+    first_column(0x3074006E, "download_types[]/name"),
+    column(0x3074006F, "download_types[]/in_queue", number),
+    column(0x30740070, "download_types[]/failed", number),
+    column(0x30740071, "download_types[]/succeeded", number),
+    column(0x30740072, "download_types[]/last_request"),
+};
+
+// A failure without an id continues the one before.
+constexpr std::array signature_failure_rows{
+    first_column(0x30740073, "failures[]/id"),
+    column(0x30740074, "failures[]/name"),
+    column(0x30740075, "failures[]/stage"),
+    column(0x30740076, "failures[]/last_failed"),
+    TagRow{0x30740077, field, "failures[]/reason", "", ""},
+};
+
 struct Display {
     std::string_view document;
     std::span<const TagRow> rows;
@@ -140,6 +192,11 @@ constexpr std::array displays{
     Display{"destination_profiles", xml_profile_rows},
     Display{"destination_profiles", named_profile_rows},
     Display{"mail_transport", mail_transport_rows},
+    Display{"signature_settings", signature_settings_rows},
+    Display{"signature_text", signature_text_rows},
+    Display{"signature_run_times", signature_run_time_rows},
+    Display{"signature_downloads", signature_download_rows},
+    Display{"signature_failures", signature_failure_rows},
 };
 
 // The documents of displays that have no tuples, or none that are more than lines.
@@ -209,6 +266,9 @@ bool take_line(Document& document, const TagRow& row, std::string_view line) {
     }
     if (!take_off(line, row.prefix, row.suffix)) {
         return false;
+    }
+    if (row.is_padded) {
+        line.remove_suffix(line.size() - (line.find_last_not_of(' ') + 1));
     }
     if (row.role == words) {
         set_words(document, row.place, line);

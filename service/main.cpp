@@ -24,7 +24,9 @@
 #include "server/idle_watch.h"
 #include "server/listener.h"
 #include "server/server.h"
+#include "signatures/actions.h"
 #include "signatures/catalogue.h"
+#include "signatures/downloader.h"
 #include "signatures/log_source.h"
 #include "signatures/runner.h"
 #include "signatures/signature_file.h"
@@ -73,6 +75,27 @@ void end_on_signals(asio::signal_set& signals, asio::io_context& io) {
     });
 }
 
+SignatureActions::Means means_of(const Options& options, Downloader& downloader) {
+    SignatureActions::Means means;
+    means.verify = [trust = options.trust](std::string_view content,
+                                           const std::optional<DetachedSignature>& signature) {
+        return refuse_untrusted(content, signature, trust);
+    };
+    means.read = read_signature;
+    means.download = [&downloader](DownloadJob job, Downloader::Done done) {
+        return downloader.submit(std::move(job), std::move(done));
+    };
+    means.waiting_downloads = [&downloader](DownloadKind kind) { return downloader.waiting(kind); };
+    means.software_version = CALLHOME_VERSION;
+    return means;
+}
+
+ClientFacts facts_of(const Server& server) {
+    return {.connections = server.clients(),
+            .most_of_a_user = server.limits().connections_per_user,
+            .most = server.limits().connections};
+}
+
 CommandSettings command_settings(const Options& options) {
     return {.program = shell_beside_this_program(),
             .socket = std::filesystem::absolute(options.socket),
@@ -91,10 +114,15 @@ void serve(const Options& options) {
     SoftwareInventory software;
     LocalCommitEngine commit_engine(io);
     DistributionSession session(database, store, commit_engine);
-    Dispatcher dispatcher(store, messages, software, session);
+    Catalogue catalogue(database, read_signature, options.delivery.now);
+    Downloader downloader(io, options.delivery.transfer);
+    SignatureActions signature_actions(catalogue, store.configuration(), means_of(options, downloader));
+    ServiceFacts facts(database, CALLHOME_VERSION);
+    facts.database_file = state.database();
+    facts.socket = options.socket;
+    Dispatcher dispatcher(store, messages, software, session, signature_actions, facts);
     InventoryTimer inventory(io, database, store.configuration(), messages, options.delivery);
     dispatcher.when_changed([&inventory] { inventory.settings_may_have_changed(); });
-    Catalogue catalogue(database, read_signature, options.delivery.now);
     SignatureRunner signatures(io, catalogue, store.configuration(), messages, command_settings(options),
                                options.delivery);
     LogSources log_sources(
@@ -106,6 +134,7 @@ void serve(const Options& options) {
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
                       return policy.allows(peer);
                   });
+    facts.clients = [&server] { return facts_of(server); };
     std::optional<IdleWatch> idle;
     if (options.exit_when_idle) {
         idle.emplace(io, IdleTimes{},

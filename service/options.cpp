@@ -115,6 +115,9 @@ void add_delivery_options(CLI::App& app, DeliverySettings& settings) {
             settings.transfer.connect =
                 std::min<std::chrono::milliseconds>(settings.transfer.connect, limit);
         });
+    app.add_option("--authorities", settings.transfer.authorities,
+                   "Believe the HTTPS servers that these vouch for (those that the system believes)")
+        ->option_text("PEM-FILE");
 }
 
 void add_signature_options(CLI::App& app, Options& options) {

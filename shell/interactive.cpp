@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "command_input.h"
 #include "terminal.h"
 #include "text_width.h"
 #include "words.h"
@@ -14,10 +15,11 @@ namespace callhome::shell {
 
 namespace {
 
-void run_line(Session& session, const std::string& line) {
+void run_line(Session& session, Terminal& terminal, const std::string& line) {
     // The default action of Ctrl-C ends a command wherever it waits; the keeper brings the prompt back.
     std::signal(SIGINT, SIG_DFL);
     try {
+        const CommandInput input([&](std::string& pasted) { return terminal.take_pasted_line(pasted); });
         const std::size_t prompt_width = text_width(session.prompt());
         const LineResult result = session.run(line);
         if (result.outcome == LineOutcome::not_understood) {
@@ -72,7 +74,7 @@ int run_interactive(Session& session, History& history, SharedState& shared) {
             case TypedLine::line:
                 if (!trimmed(line).empty()) {
                     terminal.remember(line);
-                    run_line(session, line);
+                    run_line(session, terminal, line);
                 }
                 break;
             case TypedLine::dropped:

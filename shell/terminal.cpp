@@ -231,6 +231,16 @@ unsigned char Terminal::insert_pasted(EditLine* editor, wint_t) {
     return CC_NEWLINE;
 }
 
+bool Terminal::take_pasted_line(std::string& line) {
+    const std::size_t end = pasted_rest_.find('\n');
+    if (end == std::string_view::npos) {
+        return false;
+    }
+    line = printable(pasted_rest_.substr(0, end), KeepLineEnds::no);
+    pasted_rest_.remove_prefix(end + 1);
+    return true;
+}
+
 TypedLine Terminal::read_line(std::string& line) {
     prompt_ = session_.prompt();
     answer_ = TypedLine::line;

@@ -29,6 +29,8 @@ class Terminal {
     ~Terminal();
 
     TypedLine read_line(std::string& line);
+    // The next line of a paste, for a command that asks; false when there is no whole one.
+    bool take_pasted_line(std::string& line);
     // A line of the history of this session.
     void remember(const std::string& line);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 
 #include "callhome/context.h"
 #include "platform/utf8.h"
@@ -24,6 +25,7 @@ constexpr std::array kind_names{
     KindName{ValueKind::email, "email"}, KindName{ValueKind::url, "url"},
     KindName{ValueKind::host, "host"},   KindName{ValueKind::host_text, "host-text"},
     KindName{ValueKind::u32, "u32"},     KindName{ValueKind::u8, "u8"},
+    KindName{ValueKind::file, "file"},
 };
 
 bool is_letter_or_digit(char character) {
@@ -125,6 +127,20 @@ std::optional<CheckedValue> check_number(ValueKind kind, Range range, std::strin
     return CheckedValue{*number};
 }
 
+std::optional<CheckedValue> check_file(Range range, std::string_view typed, std::string& why_not) {
+    std::error_code error;
+    std::string name = std::filesystem::absolute(typed, error);
+    if (error) {
+        why_not = "has no absolute name: " + error.message();
+        return std::nullopt;
+    }
+    if (name.size() > range.most) {
+        why_not = "has an absolute name of more than " + std::to_string(range.most) + " bytes";
+        return std::nullopt;
+    }
+    return CheckedValue{std::move(name)};
+}
+
 }  // namespace
 
 std::string_view name_of(ValueKind kind) {
@@ -172,6 +188,9 @@ std::optional<CheckedValue> check_value(ValueKind kind, Range range, std::string
     if (typed.size() < range.least) {
         why_not = "is shorter than " + std::to_string(range.least) + " bytes";
         return std::nullopt;
+    }
+    if (kind == ValueKind::file) {
+        return check_file(range, typed, why_not);
     }
     return CheckedValue{std::string(typed)};
 }

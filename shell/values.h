@@ -10,8 +10,9 @@
 
 namespace callhome::shell {
 
-// A host is handed over as its address where it is one, a host_text as it was typed.
-enum class ValueKind : std::uint8_t { text, word, email, url, host, host_text, u32, u8 };
+// A host is handed over as its address where it is one, a host_text as it was typed. A file is handed over
+// by its absolute name: who opens it works in another folder.
+enum class ValueKind : std::uint8_t { text, word, email, url, host, host_text, u32, u8, file };
 
 // A number's range, or a text's length in bytes; both ends belong to it.
 struct Range {

@@ -43,18 +43,13 @@ std::uint32_t level_of(const CommandContext& ctx) {
 
 std::uint32_t change_privacy(std::uint32_t item, CommandContext& ctx) {
     if (ctx.active_sup != active) {
-        std::fputs("This command is supported on active sup only.\n", stderr);
+        std::fputs(command_on_active_sup_only, stderr);
         return failed;
     }
     cmd_type = class_configuration;
     PrivacyRecord record{.item = item, .remove = ctx.no_form == 0 ? 0U : 1U, .spare = 0};
     const ServiceStatus status = send_record(Opcode::data_privacy, Operation::set, record, ctx);
-    if (status != code(Status::ok)) {
-        // One line for every reason: scripts know no other.
-        std::fputs("Failed to run this command due to mts error.\n", stderr);
-        return failed;
-    }
-    return done;
+    return status == code(Status::ok) ? done : report_failed_exchange();
 }
 
 }  // namespace

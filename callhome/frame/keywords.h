@@ -108,6 +108,15 @@ enum PrivacyKeyword : std::uint32_t {
     keyword_privacy_high = 112,
 };
 
+enum SignatureKeyword : std::uint32_t {
+    keyword_signature_profile = 103,
+    keyword_variable_name = 104,
+    keyword_variable_value = 105,
+    keyword_signature_id = 107,  // 32-bit integer
+    keyword_all_signatures = 108,
+    keyword_signature_file = 109,
+};
+
 enum DistributionKeyword : std::uint32_t {
     keyword_distribute = 47,
     keyword_commit = 49,
@@ -120,6 +129,39 @@ enum ActionKeyword : std::uint32_t {
     keyword_obx_first_parameter = 66,
     keyword_swcrash_first_parameter = 69,
     keyword_swcrash_second_parameter = 70,
+};
+
+// Of the texts about diagnostic signatures. The order of the views is another one.
+enum SignatureViewKeyword : std::uint32_t {
+    keyword_view_description = 130,  // 32-bit integer: the signature
+    keyword_view_xml = 131,
+    keyword_view_events = 132,
+    keyword_view_actions = 133,
+    keyword_view_prompts = 134,
+    keyword_view_state = 135,
+    keyword_view_messages = 136,
+};
+
+enum SignatureStatisticsKeyword : std::uint32_t {
+    keyword_statistics_failure = 137,
+    keyword_statistics_run_time = 138,
+    keyword_statistics_download = 139,
+};
+
+enum MessageStatisticsKeyword : std::uint32_t {
+    keyword_counters_sent = 118,
+    keyword_counters_failed = 119,
+};
+
+enum ServiceInfoKeyword : std::uint32_t {
+    keyword_info_version = 120,
+    keyword_info_state = 121,
+    keyword_info_connections = 122,
+    keyword_info_store = 123,
+    keyword_info_memory = 124,
+    keyword_info_configuration = 125,
+    keyword_info_licences = 126,
+    keyword_info_queue = 127,
 };
 
 // CommandContext::command_id of the form that only creates a destination profile.

@@ -24,6 +24,11 @@ std::uint32_t report(ServiceStatus status) {
     return failed;
 }
 
+std::uint32_t report_failed_exchange() {
+    std::fputs("Failed to run this command due to mts error.\n", stderr);
+    return failed;
+}
+
 std::uint32_t report_incomplete(std::uint32_t got, std::size_t needed, const char* consequence) {
     std::fprintf(stderr,
                  "The answer of the call-home service was incomplete (%" PRIu32 " of %zu bytes); %s\n", got,

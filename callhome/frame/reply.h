@@ -43,12 +43,34 @@ class Reply {
         return means_no_pending_copy(status) ? ask(opcode, protocol::Operation::get, request, ctx) : status;
     }
 
+    // Sends the reply itself back, in the length in which it came; what is answered becomes `answer`.
+    ServiceStatus send_back(protocol::Opcode opcode, protocol::Operation operation, Reply& answer,
+                            CommandContext& ctx) {
+        std::free(answer.data_);
+        answer.data_ = nullptr;
+        answer.length_ = length_;
+        return callhome_cmi(static_cast<std::uint32_t>(opcode), static_cast<std::uint32_t>(operation),
+                            data_, &answer.data_, &answer.length_, &ctx);
+    }
+
     // Bytes that came; 0 without a reply.
     [[nodiscard]] std::uint32_t length() const { return data_ == nullptr ? 0 : length_; }
 
     // The record, or a null pointer when it did not come whole.
     [[nodiscard]] Record* record() {
         return length() < sizeof(Record) ? nullptr : static_cast<Record*>(data_);
+    }
+
+    // How many entries came whole behind the record.
+    template <typename Entry>
+    [[nodiscard]] std::size_t entries() const {
+        return length() < sizeof(Record) ? 0 : (length() - sizeof(Record)) / sizeof(Entry);
+    }
+
+    // One of these entries.
+    template <typename Entry>
+    [[nodiscard]] Entry& entry(std::size_t index) {
+        return reinterpret_cast<Entry*>(static_cast<Record*>(data_) + 1)[index];
     }
 
     // The text that begins at `offset`: as many bytes of it as came, which may lack a terminator.

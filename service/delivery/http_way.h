@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "delivery/attempt.h"
 #include "delivery/curl_handle.h"
+#include "delivery/route.h"
 
 namespace callhome::service {
 

@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "delivery/http_fetch.h"
+#include "delivery/fetched.h"
+#include "delivery/route.h"
 #include "signatures/catalogue.h"
 #include "signatures/signing.h"
 

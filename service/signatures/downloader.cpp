@@ -5,6 +5,7 @@
 #include <asio/post.hpp>
 #include <csignal>
 
+#include "delivery/http_fetch.h"
 #include "messages/text.h"
 
 namespace callhome::service {

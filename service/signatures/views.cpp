@@ -184,7 +184,7 @@ std::string show_one(const EntryView& view, std::uint32_t id, const SignatureAct
     if (entry == nullptr) {
         return fmt::format("There is no signature {}.\n", id);
     }
-    return (view.is_plain ? "" : heading_of(*entry)) + view.show(*entry, actions);
+    return (view.is_plain ? std::string() : heading_of(*entry)) + view.show(*entry, actions);
 }
 
 std::string show_all(const EntryView& view, const SignatureActions& actions) {
@@ -193,7 +193,11 @@ std::string show_all(const EntryView& view, const SignatureActions& actions) {
         if (text.size() > longest_view) {
             return text + "\nThere are more; ask for them one by one.\n";
         }
-        text += (text.empty() ? "" : "\n") + heading_of(entry) + view.show(entry, actions);
+        if (!text.empty()) {
+            text += '\n';
+        }
+        text += heading_of(entry);
+        text += view.show(entry, actions);
     }
     return text.empty() ? "No signature is loaded.\n" : text;
 }

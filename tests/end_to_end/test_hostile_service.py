@@ -2,45 +2,13 @@
 import json
 import os
 import random
-import socket
 import subprocess
-import threading
 import unittest
 import xml.dom.minidom
 
 import harness
 import wire
-
-
-class FakeService:
-    """Answers every request on its socket with the same bytes, then closes the connection."""
-
-    def __init__(self, path, answer):
-        self.answer = answer
-        self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.listener.bind(str(path))
-        self.listener.listen()
-        self.thread = threading.Thread(target=self.serve, daemon=True)
-        self.thread.start()
-
-    def serve(self):
-        while True:
-            try:
-                peer, _ = self.listener.accept()
-            except OSError:
-                return
-            with peer:
-                peer.settimeout(harness.LIMIT)
-                try:
-                    peer.recv(65536)
-                    peer.sendall(self.answer)
-                except OSError:
-                    pass
-
-    def close(self):
-        self.listener.shutdown(socket.SHUT_RDWR)
-        self.listener.close()
-        self.thread.join()
+from fake_service import FakeService
 
 
 def reply(body, *, opcode=wire.MAIL_SETTINGS, operation=wire.GET, status=0, **words):

@@ -12,7 +12,10 @@ SCHEMAS = harness.TREE / "docs/schemas"
 # What a display asks for behind the words that its schema is named after; the others stand alone.
 ARGUMENTS = {
     "show callhome destination-profile": ["", " full_txt", " short_txt", " ops", " nobody"],
+    "show callhome information": [" version", " licences"],
     "show callhome message": [" 1"],
+    "show diagnostic-signature callhome description": [" 1"],
+    "show diagnostic-signature callhome statistics": ["", " run-time"],
 }
 
 

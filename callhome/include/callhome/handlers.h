@@ -58,6 +58,18 @@ uint32_t callhome_pxd_distribute(struct CommandContext* ctx);
 uint32_t callhome_pxd_commit(struct CommandContext* ctx);
 uint32_t callhome_clear_session(struct CommandContext* ctx);
 
+/* Diagnostic signatures. Loading, downloading, removing, environment and profile return 0 also after the
+ * service has refused them. Installing asks the questions of the signature on standard output and reads the
+ * answers from standard input. */
+uint32_t ch_exec_gch_ds_load_file(struct CommandContext* ctx);
+uint32_t ch_exec_gch_ds_download(struct CommandContext* ctx);
+uint32_t ch_exec_gch_ds_install(struct CommandContext* ctx);
+uint32_t ch_exec_gch_ds_deinstall(struct CommandContext* ctx);
+uint32_t ch_clear_gch_ds_statistics(struct CommandContext* ctx);
+uint32_t ch_config_gch_ds_environment(struct CommandContext* ctx);
+uint32_t ch_config_gch_ds_profile(struct CommandContext* ctx);
+uint32_t ch_config_gch_ds_active(struct CommandContext* ctx);
+
 /* Displays. */
 uint32_t callhome_show_emailconf(struct CommandContext* ctx);
 uint32_t callhome_show(struct CommandContext* ctx);
@@ -69,6 +81,16 @@ uint32_t callhome_show_destprofile_xml(struct CommandContext* ctx);
 uint32_t callhome_show_sw_inventory(struct CommandContext* ctx);
 /* The result of print_user_def_cmds, below. */
 uint32_t callhome_show_user_def_cmds(struct CommandContext* ctx);
+
+/* Displays of diagnostic signatures: the settings, one text, one table of statistics. */
+uint32_t ch_show_gch_ds(struct CommandContext* ctx);
+uint32_t ch_show_gch_ds_id(struct CommandContext* ctx);
+uint32_t ch_show_gch_ds_failure_stats_dnld(struct CommandContext* ctx);
+
+/* What the service tells of itself, and setting back what it has counted of its messages, which returns 0
+ * also when the service has refused it. */
+uint32_t ch_show_gch_info(struct CommandContext* ctx);
+uint32_t ch_test_send_msg_clear_stat(struct CommandContext* ctx);
 
 /* Prints the item of callhome_info_table with this index to the handle `out`. `status` is what the request
  * for it was answered with, `reply` the contact record of a success. */

@@ -126,7 +126,7 @@ TEST(CommandOutputTest, TuplesTakeTheirPlacesAndTheRestIsText) {
                   std::puts("before");
                   ::cli_print(handle, "%s", ::cli_tuple(0x30740001, "callhome enabled\n"), nullptr);
                   ::cli_print(handle, "\n", nullptr);  // layout
-                  ::cli_print(handle, "a remark\n", nullptr);
+                  ::cli_print(handle, "A heading\n", nullptr);
                   ::cli_print(handle, "from email addr:%s\n", ::cli_tuple(0x30740051, "a@b.c"), nullptr);
                   ::cli_print(handle, "%-4s ", ::cli_tuple(0x3FFFFFFF, "not"), nullptr);
                   ::cli_print(handle, "%s\n", ::cli_tuple(0x3FFFFFFF, "known"), nullptr);
@@ -143,7 +143,6 @@ TEST(CommandOutputTest, TuplesTakeTheirPlacesAndTheRestIsText) {
   ],
   "text": [
     "before",
-    "a remark",
     "not  known"
   ]
 }

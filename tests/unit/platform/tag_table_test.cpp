@@ -161,6 +161,64 @@ TEST(TagTableTest, TheMailTransportIsAnObjectOfSettings) {
     EXPECT_EQ(document_of({{0x30740055, "smtp server port:\n"}}, "mail_transport"), "{}");
 }
 
+TEST(TagTableTest, SignaturesComeWithTheirSettings) {
+    EXPECT_EQ(
+        document_of({{0x3074005E, "Enabled\n"},
+                     {0x3074005F, "ops\n"},
+                     {0x30740061, "           ds_site:"},
+                     {0x30740062, " Dock:5 \n"},
+                     {0x30740061, "           ds_floor:"},
+                     {0x30740062, " \n"},
+                     {0x30740063, "8001     "},
+                     {0x30740064, "link-flapping                   "},
+                     {0x30740065, "1.2      "},
+                     {0x30740066, "installed  "},
+                     {0x30740067, "2026-11-21         \n"},
+                     {0x30740063, "8002     "},
+                     {0x30740064, "                                "}},
+                    "signature_settings"),
+        R"({"environment_variables":[{"name":"ds_site","value":"Dock:5"},{"name":"ds_floor","value":""}],)"
+        R"("signatures":[{"id":"8001","name":"link-flapping","revision":"1.2","state":"installed",)"
+        R"("last_update":"2026-11-21"},{"id":"8002","name":""}],"enabled":true,"profile":"ops"})");
+    EXPECT_EQ(document_of({{0x3074005E, "\n"}, {0x30740060, "           Not yet set up\n"}},
+                          "signature_settings"),
+              "{\"environment_variables\":[],\"signatures\":[]}\n");
+}
+
+TEST(TagTableTest, ATextOfSignaturesIsOneValue) {
+    EXPECT_EQ(document_of({{0x30740068, "<ds>\n</ds>\n"}}, "signature_text"),
+              R"({"content":"<ds>\n</ds>"})");
+}
+
+TEST(TagTableTest, StatisticsOfSignaturesAreLists) {
+    EXPECT_EQ(document_of({{0x30740069, "8001      "},
+                           {0x3074006A, "link-flapping                    "},
+                           {0x3074006B, "5/yes          "},
+                           {0x3074006C, "0.25         "},
+                           {0x3074006D, "1.50     \n"}},
+                          "signature_run_times"),
+              R"({"signatures":[{"id":"8001","name":"link-flapping","runs_limit_removal":"5/yes",)"
+              R"("average_run_seconds":"0.25","longest_run_seconds":"1.50"}]})");
+    EXPECT_EQ(document_of({{0x3074006E, "single              "},
+                           {0x3074006F, "2          "},
+                           {0x30740070, "3        "},
+                           {0x30740071, "40       "},
+                           {0x30740072, "2026-11-21\n"}},
+                          "signature_downloads"),
+              R"({"download_types":[{"name":"single","in_queue":2,"failed":3,"succeeded":40,)"
+              R"("last_request":"2026-11-21"}]})");
+    EXPECT_EQ(document_of({{0x30740073, "8001     "},
+                           {0x30740074, "link-flapping    "},
+                           {0x30740075, "D     "},
+                           {0x30740076, "2026-11-21          "},
+                           {0x30740077, "refused\n"},
+                           {0x30740073, "         "},
+                           {0x30740077, "twice\n"}},
+                          "signature_failures"),
+              R"({"failures":[{"id":"8001","name":"link-flapping","stage":"D","last_failed":"2026-11-21",)"
+              R"("reason":"refused"},{"id":"","reason":"twice"}]})");
+}
+
 // What is shown is not always what is meant: a field then stays away, and the line is kept whole.
 TEST(TagTableTest, ALineThatIsNotWhatItsTagSaysHasNoPlace) {
     for (const Shown& odd : std::initializer_list<Shown>{
@@ -175,6 +233,11 @@ TEST(TagTableTest, ALineThatIsNotWhatItsTagSaysHasNoPlace) {
              {0x3074001D, "maximum message size:99999999999999999999\n"},
              {0x30740055, "smtp server port:callhome enabled\n"},
              {0x30740055, "smtp server port::\n"},
+             {0x3074005E, "half-enabled\n"},
+             {0x30740061, "           ds_site\n"},
+             {0x30740061, "ds_site:\n"},
+             {0x3074006F, "many       "},
+             {0x30740070, "         "},
              {0x30740045, "a tag that nobody uses\n"},
              {0x3FFFFFFF, "a tag that nobody uses\n"},
          }) {

@@ -2,6 +2,7 @@
 // the command, what handlers do when things go wrong.
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +20,7 @@ constexpr std::uint32_t port_value = 15;
 constexpr std::uint32_t inventory_period_value = 45;
 constexpr std::uint32_t server_priority_value = 97;
 constexpr std::uint32_t proxy_port_value = 100;
+constexpr std::uint32_t signature_value = 107;
 
 std::string text_of(const TokenRecord& token) {
     switch (token.keyword_id) {
@@ -27,6 +29,7 @@ std::string text_of(const TokenRecord& token) {
         case port_value:
         case inventory_period_value:
         case proxy_port_value:
+        case signature_value:
         case server_priority_value: {
             std::uint32_t number = 0;
             std::memcpy(&number, token.value, sizeof number);
@@ -91,6 +94,9 @@ bool display_shall(const char* what) {
 constexpr int display_lines = 100;
 constexpr int coloured_line = 50;
 
+constexpr std::size_t answer_size = 128;
+constexpr char control_z = '\x1A';
+
 }  // namespace
 
 #define TELLING_HANDLER(name)                     \
@@ -136,6 +142,29 @@ TELLING_HANDLER(callhome_pxd_commit)
 TELLING_HANDLER(callhome_clear_session)
 TELLING_HANDLER(callhome_show_user_def_cmds)
 TELLING_HANDLER(callhome_show_sw_inventory)
+TELLING_HANDLER(ch_exec_gch_ds_load_file)
+TELLING_HANDLER(ch_exec_gch_ds_download)
+TELLING_HANDLER(ch_exec_gch_ds_deinstall)
+TELLING_HANDLER(ch_clear_gch_ds_statistics)
+TELLING_HANDLER(ch_config_gch_ds_environment)
+TELLING_HANDLER(ch_config_gch_ds_profile)
+TELLING_HANDLER(ch_config_gch_ds_active)
+
+// Asks, as an installation does.
+std::uint32_t ch_exec_gch_ds_install(CommandContext* context) {
+    tell("ch_exec_gch_ds_install", *context);
+    for (const char* question : {"who", "when"}) {
+        std::array<char, answer_size> answer{};
+        std::printf("%s? ", question);
+        if (std::fgets(answer.data(), answer.size(), stdin) == nullptr ||
+            std::strchr(answer.data(), control_z) != nullptr) {
+            return 1;
+        }
+        answer[std::strcspn(answer.data(), "\n")] = '\0';
+        std::printf("%s=%s;\n", question, answer.data());
+    }
+    return 0;
+}
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
     if (display_shall("print bytes")) {

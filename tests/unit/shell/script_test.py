@@ -67,6 +67,28 @@ class Script(unittest.TestCase):
         done = shell("-f", self.script("\ufeffcallhome test\n"))
         self.assertEqual((done.stdout, done.returncode), ("callhome_test no=0 id=0\n", 0), done.stderr)
 
+    INSTALL = "callhome diagnostic-signature install 7"
+    ASKED = "ch_exec_gch_ds_install no=0 id=0 107=7\n"
+
+    def test_a_command_that_asks_reads_the_next_lines_of_a_script_on_standard_input(self):
+        for arguments in ((), ("-f", "-")):
+            done = shell(*arguments, text=f"{self.INSTALL}\nAnn\n\nshow version\n")
+            self.assertEqual(done.stdout.split("callhome 1")[0], self.ASKED + "who? who=Ann;\nwhen? when=;\n")
+            self.assertEqual((done.stderr, done.returncode), ("", 0))
+
+    def test_beside_a_script_standard_input_holds_the_answers(self):
+        name = self.script(f"{self.INSTALL}\nshow version\n")
+        for arguments in (("-f", name), ("-c", self.INSTALL, "-c", "show version")):
+            done = shell(*arguments, text="Ann\nnow")
+            self.assertEqual(done.stdout.split("callhome 1")[0], self.ASKED + "who? who=Ann;\nwhen? when=now;\n")
+            self.assertEqual((done.stderr, done.returncode), ("", 0))
+
+    def test_a_question_without_an_answer_fails_its_command(self):
+        done = shell("-c", self.INSTALL, "-c", "show version", text="Ann\n")
+        self.assertEqual(done.stdout, self.ASKED + "who? who=Ann;\nwhen? ")
+        self.assertEqual(done.stderr, f"command 1: command failed: {self.INSTALL}\n")
+        self.assertEqual(done.returncode, 1)
+
     def test_ten_thousand_piped_lines_arrive(self):
         wanted = [f"number {number}, and what next? | \"so\" # ö" for number in range(10_000)]
         lines = "configure terminal\ncallhome\n" + "".join(f"  site-id {text}\n" for text in wanted)

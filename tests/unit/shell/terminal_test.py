@@ -16,6 +16,7 @@ LIMIT = 20
 EXEC, CONFIG, CALL_HOME = "sw# ", "sw(config)# ", "sw(config-callhome)# "
 CTRL_C, CTRL_D, CTRL_V, CTRL_Z = "\x03", "\x04", "\x16", "\x1a"
 UP = "\x1b[A"
+AT_LINE_START = "\r\n\x1b[?2004h"  # marking of pastes goes on with the prompt
 
 
 class Terminal(unittest.TestCase):
@@ -201,6 +202,73 @@ class Terminal(unittest.TestCase):
         child.send("y\r")
         child.expect_exact("the answer is \\x1by\r\n")
         child.expect_exact(EXEC)
+
+    def install(self, **how):
+        child = self.open(**how)
+        child.send("callhome diagnostic-signature install 7\r")
+        child.expect_exact("who? ")
+        return child
+
+    def test_each_answer_is_typed_at_its_question(self):
+        child = self.install()
+        child.send("Ann\x7f\x7fmy\r")  # the terminal edits it
+        child.expect_exact("who=Amy;\r\nwhen? ")
+        child.send("\r")
+        child.expect_exact("when=;\r\n")
+        child.expect_exact(EXEC)
+        self.assertIn("callhome 1", self.type(child, "show version"))
+
+    def test_ctrl_z_at_a_question_does_not_wait_for_return(self):
+        child = self.install()
+        child.send("half an ans" + CTRL_Z)
+        child.expect_exact("^Z" + AT_LINE_START + EXEC)
+        self.assertIn("callhome 1", self.type(child, "show version"))
+
+    def test_ctrl_d_at_a_question_ends_only_that_input(self):
+        child = self.install()
+        child.send(CTRL_D)
+        child.expect_exact(AT_LINE_START + EXEC)
+        child.send("callhome diagnostic-signature install 7\r")
+        child.expect_exact("who? ")
+        child.send("Ann" + CTRL_D + CTRL_D)
+        child.expect_exact("who=Ann;\r\nwhen? ")
+        child.expect_exact(EXEC)
+        self.assertIn("callhome 1", self.type(child, "show version"))
+
+    def test_ctrl_c_at_a_question_brings_the_prompt_back_in_its_mode(self):
+        child = self.in_call_home()
+        child.send("callhome diagnostic-signature install 7\r")
+        child.expect_exact("who? ")
+        child.send("An" + CTRL_C)
+        child.expect_exact("^C")
+        child.expect_exact(CALL_HOME)
+        self.assertNotIn("%", child.before)
+        self.assertIn("4=on", self.type(child, "site-id on", CALL_HOME))
+
+    def test_what_does_not_fit_an_answer_is_neither_a_command_nor_another_answer(self):
+        child = self.install()
+        child.send("\r")
+        child.expect_exact("when? ")
+        child.send("x" * 130 + "show version\r")
+        child.expect_exact("when=" + "x" * 127 + ";")
+        child.expect_exact(EXEC)
+        child.send("callhome diagnostic-signature install 7\r")
+        child.expect_exact("who? ")
+        self.assertNotIn("callhome 1", child.before)
+        child.send("Ann\r")
+        child.expect_exact("who=Ann;")
+
+    def test_answers_may_be_pasted_and_typed_ahead_with_their_command(self):
+        lines = ["callhome diagnostic-signature install 7", "Ann", "what?\tnow", "show version"]
+        for term, text in (("xterm", "\x1b[200~" + "\n".join(lines) + "\n\x1b[201~"), ("dumb", "\r".join(lines) + "\r")):
+            with self.subTest(term):
+                child = self.open(term=term)
+                child.send(text)
+                child.expect_exact("who=Ann;")
+                child.expect(r"when=what\?\s+now;")
+                child.expect_exact("callhome 1")
+                child.expect_exact(EXEC)
+                self.assertIn("line 100", self.type(child, "show callhome transport-email | no-more"))
 
     def test_ctrl_c_at_a_screen_brings_the_prompt_back(self):
         child = self.open(rows=11)

@@ -8,6 +8,7 @@
 
 #include "distribution/local_commit_engine.h"
 #include "fake_message_service.h"
+#include "fake_signatures.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/feature.h"
 #include "requests/fields.h"
@@ -96,7 +97,11 @@ class RunningServer {
     SoftwareInventory software_{folder_.path()};
     LocalCommitEngine engine_{io_};
     DistributionSession session_{database_, store_, engine_};
-    Dispatcher dispatcher_{store_, messages_, software_, session_};
+    FakeSignatures files_;
+    Catalogue catalogue_{database_, files_.reader()};
+    SignatureActions signatures_{catalogue_, store_.configuration(), files_.means()};
+    ServiceFacts facts_{database_, "1.2.3"};
+    Dispatcher dispatcher_{store_, messages_, software_, session_, signatures_, facts_};
     Listener listener_;
     Server server_;
     int times_empty_ = 0;
