@@ -1,7 +1,6 @@
 #include "signatures/child_process.h"
 
 #include <fcntl.h>
-#include <sys/pidfd.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -155,7 +154,7 @@ Child start_child(const ChildPlan& plan) {
         throw failure("no process can be started");
     }
     ::setpgid(child.id, child.id);  // whoever comes first, the child or this
-    child.process = OwnedDescriptor(::pidfd_open(child.id, 0));
+    child.process = OwnedDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, child.id, 0)));
     if (child.process.number() < 0) {
         const auto reason = failure("a process cannot be watched");
         ::kill(-child.id, SIGKILL);
