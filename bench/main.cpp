@@ -18,6 +18,7 @@
 
 #include "callhome/handlers.h"
 #include "floor_server.h"
+#include "log_lines.h"
 #include "measure.h"
 #include "platform/reference.h"
 #include "process.h"
@@ -173,6 +174,10 @@ Sample measure_typing(const Bench& bench) {
     return {ours, floor_each, ours / floor_each};
 }
 
+Sample measure_log_lines(const Bench& bench) {
+    return compare_log_lines(bench.pairs);
+}
+
 Sample measure_process(const Bench& bench) {
     constexpr int repetitions = 20;
     const auto shell = [&] {
@@ -203,6 +208,7 @@ constexpr std::array rows{
         measure_typing<10>},
     Row{"typing 10,000 lines, a line", "bare round trip with a one-row commit", "at most 1.43",
         measure_typing<100>},
+    Row{"log line against 100 signatures", "one pattern over the same line", "", measure_log_lines},
 };
 
 // Measures a row against a service of its own: where the kernel puts a process is a matter of luck that

@@ -1,7 +1,8 @@
 // Any bytes as frames through the service's connection, its requests and its store.
 //
 // Input: flags, and then steps: most are requests (number of an opcode, operation, record), others are
-// bytes as they are, the end of a wait for a message, or a deadline that passes.
+// bytes as they are, the end of a wait for a message or a download, answers to a signature's questions, or
+// a deadline that passes.
 #include <fcntl.h>
 #include <spdlog/spdlog.h>
 #include <sys/socket.h>
@@ -12,9 +13,11 @@
 #include <cstring>
 #include <optional>
 
+#include "catalogue_description.h"
 #include "description.h"
 #include "distribution/local_commit_engine.h"
 #include "fake_message_service.h"
+#include "fake_signatures.h"
 #include "input.h"
 #include "protocol/layout.h"
 #include "record_input.h"
@@ -39,6 +42,9 @@ enum Flag : unsigned {
     message_not_stored = 1U << 4U,
 };
 
+constexpr const char* plain_text = "plain";
+constexpr const char* asking_text = "asking";
+
 // A configuration in memory and in the database. A fresh one costs more than most inputs do, so it is used
 // until an input has changed it.
 class Storage {
@@ -51,11 +57,13 @@ class Storage {
         }
         return *kept;
     }
-    Storage() : as_created_(description_of(store.configuration())), changes_(database_changes()) {}
-
-    bool has_changed() {
-        return database_changes() != changes_ || description_of(store.configuration()) != as_created_;
+    Storage() {
+        lay_down_signatures();
+        as_created_ = description();
+        changes_ = database_changes();
     }
+
+    bool has_changed() { return database_changes() != changes_ || description() != as_created_; }
     // What is in memory is what another start of the service would read.
     void check() {
         if (has_changed()) {
@@ -65,17 +73,38 @@ class Storage {
             require(description_of(read_again.pending().configuration()) ==
                         description_of(store.pending().configuration()),
                     "memory and database hold the same pending copy");
+            const Catalogue catalogue_again(database, signatures.reader());
+            require(description_of(catalogue_again) == description_of(catalogue),
+                    "memory and database hold the same signatures");
         }
     }
 
     Database database{""};
     Store store{database};
+    FakeSignatures signatures;
+    Catalogue catalogue{database, signatures.reader()};
+    ServiceFacts facts{database, "1.2.3"};
 
  private:
     int database_changes() { return database.connection().getTotalChanges(); }
+    std::string description() const {
+        return description_of(store.configuration()) + description_of(catalogue);
+    }
+
+    // One that asks nothing, and one that does.
+    void lay_down_signatures() {
+        signatures.known[plain_text] = plain_signature(1);
+        Signature asking = plain_signature(2);
+        SignatureVariable port = prompted_variable("ds_port", "Which port?");
+        port.pattern = "[a-z]+[0-9]*";
+        asking.variables = {port, prompted_variable("ds_mail", "Whom to tell?")};
+        asking.commands = {"show interface $ds_port"};
+        signatures.known[asking_text] = asking;
+        catalogue.load({{signatures.known[plain_text], plain_text}, {asking, asking_text}});
+    }
 
     std::string as_created_;
-    int changes_;
+    int changes_ = 0;
 };
 
 // The service with one client.
@@ -86,7 +115,9 @@ class World final : public ConnectionHost {
           messages_(io_, storage.database, storage.store.configuration(), {}),
           engine_(io_),
           session_(storage.database, storage.store, engine_),
-          dispatcher_(storage.store, messages_, software(), session_) {
+          files_(storage.signatures),
+          signatures_(storage.catalogue, storage.store.configuration(), files_.means()),
+          dispatcher_(storage.store, messages_, software(), session_, signatures_, storage.facts) {
         int ends[2];
         require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "sockets can be made");
         client_ = ends[1];
@@ -104,6 +135,7 @@ class World final : public ConnectionHost {
             connection_->close();
         }
         run();
+        files_.finish_download = nullptr;
         ::close(client_);
     }
 
@@ -128,6 +160,27 @@ class World final : public ConnectionHost {
         run();
         take_replies();
     }
+    void finish_download(Input& input) {
+        const auto done = std::exchange(files_.finish_download, nullptr);
+        if (!done) {
+            return;
+        }
+        DownloadResult result;
+        const unsigned content = input.byte();
+        if ((content & 1U) != 0) {
+            result.refusal = Refusal{protocol::ResultCode::http_answer_invalid, input.counted_text()};
+        }
+        for (const char* text : {plain_text, asking_text}) {
+            DownloadedFile& file = result.files.emplace_back();
+            file.id = (content & 2U) != 0 ? files_.known[text].id : input.byte();
+            file.xml = (content & 4U) != 0 ? text : input.counted_text();
+        }
+        done(std::move(result));
+        run();
+        take_replies();
+    }
+    // What came as the questions of a signature goes back with answers.
+    void answer_questions(Input& input);
     void pass_deadline() {
         const auto connection = connection_;
         if (connection != nullptr && connection->deadline()) {
@@ -199,7 +252,10 @@ class World final : public ConnectionHost {
         return true;
     }
 
-    void check_reply(const protocol::FrameHeader& header, std::span<const std::byte> body) const {
+    void check_reply(const protocol::FrameHeader& header, std::span<const std::byte> body) {
+        if (static_cast<protocol::Opcode>(header.opcode) == protocol::Opcode::signature_action) {
+            last_action_.assign(body.begin(), body.end());
+        }
         const auto status = static_cast<protocol::Status>(header.status);
         require(!is_refused_ || status == protocol::Status::too_many_connections,
                 "a client that was refused gets no answers");
@@ -221,8 +277,11 @@ class World final : public ConnectionHost {
     MessageService messages_;
     LocalCommitEngine engine_;
     DistributionSession session_;
+    FakeSignatures& files_;
+    SignatureActions signatures_;
     Dispatcher dispatcher_;
     std::shared_ptr<Connection> connection_;
+    Bytes last_action_;  // the reply to it, in the transport's byte order
 };
 
 Bytes frame(std::uint32_t opcode, std::uint32_t operation, std::span<const std::byte> body) {
@@ -231,6 +290,30 @@ Bytes frame(std::uint32_t opcode, std::uint32_t operation, std::span<const std::
     Bytes bytes(header.begin(), header.end());
     bytes.insert(bytes.end(), body.begin(), body.end());
     return bytes;
+}
+
+void World::answer_questions(Input& input) {
+    protocol::DsActionRecord action;
+    if (last_action_.size() <= sizeof(action)) {
+        return;
+    }
+    Bytes body = last_action_;
+    const auto head = std::span(body).first(sizeof(action));
+    const protocol::Layout layout = protocol::layout_of<protocol::DsActionRecord>();
+    protocol::convert_byte_order(head, layout);
+    std::memcpy(&action, head.data(), sizeof(action));
+    action.action = static_cast<std::uint32_t>(protocol::SignatureAction::install_answers);
+    std::memcpy(head.data(), &action, sizeof(action));
+    protocol::convert_byte_order(head, layout);
+    for (std::size_t at = sizeof(action); at + sizeof(protocol::DsQuestionRecord) <= body.size();
+         at += sizeof(protocol::DsQuestionRecord)) {
+        const auto answer =
+            input.bytes(std::min<std::size_t>(input.byte(), sizeof(protocol::DsQuestionRecord::answer)));
+        std::ranges::copy(answer, body.begin() + static_cast<std::ptrdiff_t>(
+                                                     at + offsetof(protocol::DsQuestionRecord, answer)));
+    }
+    send(frame(static_cast<std::uint32_t>(protocol::Opcode::signature_action),
+               static_cast<std::uint32_t>(protocol::Operation::set), body));
 }
 
 // New opcodes go to the end: the corpus counts on the places of the others.
@@ -260,6 +343,14 @@ constexpr std::array opcodes{
     protocol::Opcode::clear_session,
     protocol::Opcode::session_state,
     protocol::Opcode::software_inventory,
+    protocol::Opcode::service_info,
+    protocol::Opcode::signature_view,
+    protocol::Opcode::message_statistics,
+    protocol::Opcode::signatures_active,
+    protocol::Opcode::signature_profile,
+    protocol::Opcode::signature_environment,
+    protocol::Opcode::signature_statistics,
+    protocol::Opcode::signature_action,
 };
 
 bool lists_every_opcode() {
@@ -284,6 +375,8 @@ enum Step : std::uint8_t {
     any_body = 0xFE,
     finish_message = 0xFD,
     pass_deadline = 0xFC,
+    finish_download = 0xFB,
+    answer_questions = 0xFA,
 };
 
 void take_step(World& world, Input& input) {
@@ -303,6 +396,12 @@ void take_step(World& world, Input& input) {
             break;
         case pass_deadline:
             world.pass_deadline();
+            break;
+        case finish_download:
+            world.finish_download(input);
+            break;
+        case answer_questions:
+            world.answer_questions(input);
             break;
         default:
             world.send(take_request(step, input));

@@ -24,6 +24,12 @@
 #include "server/idle_watch.h"
 #include "server/listener.h"
 #include "server/server.h"
+#include "signatures/actions.h"
+#include "signatures/catalogue.h"
+#include "signatures/downloader.h"
+#include "signatures/log_source.h"
+#include "signatures/runner.h"
+#include "signatures/signature_file.h"
 #include "state_folder.h"
 #include "store/store.h"
 
@@ -34,12 +40,16 @@ namespace {
 constexpr int one_thread = 1;
 constexpr int keep_environment = 0;
 
+SocketAccess access_of(const Options& options) {
+    return options.system ? SocketAccess::everyone : SocketAccess::own_user;
+}
+
 Listener open_listener(const Options& options) {
     if (auto passed = Listener::from_service_manager()) {
         spdlog::info("listening on the socket of the service manager");
         return *std::move(passed);
     }
-    Listener listener(options.socket, options.system ? SocketAccess::everyone : SocketAccess::own_user);
+    Listener listener(options.socket, access_of(options));
     spdlog::info("listening on {}", options.socket.string());
     return listener;
 }
@@ -65,6 +75,34 @@ void end_on_signals(asio::signal_set& signals, asio::io_context& io) {
     });
 }
 
+SignatureActions::Means means_of(const Options& options, Downloader& downloader) {
+    SignatureActions::Means means;
+    means.verify = [trust = options.trust](std::string_view content,
+                                           const std::optional<DetachedSignature>& signature) {
+        return refuse_untrusted(content, signature, trust);
+    };
+    means.read = read_signature;
+    means.download = [&downloader](DownloadJob job, Downloader::Done done) {
+        return downloader.submit(std::move(job), std::move(done));
+    };
+    means.waiting_downloads = [&downloader](DownloadKind kind) { return downloader.waiting(kind); };
+    means.software_version = CALLHOME_VERSION;
+    return means;
+}
+
+ClientFacts facts_of(const Server& server) {
+    return {.connections = server.clients(),
+            .most_of_a_user = server.limits().connections_per_user,
+            .most = server.limits().connections};
+}
+
+CommandSettings command_settings(const Options& options) {
+    return {.program = shell_beside_this_program(),
+            .socket = std::filesystem::absolute(options.socket),
+            .user = options.command_user,
+            .time = options.command_limit};
+}
+
 void serve(const Options& options) {
     const StateFolder state(options.state_folder);
     Database database(state.database());
@@ -76,14 +114,27 @@ void serve(const Options& options) {
     SoftwareInventory software;
     LocalCommitEngine commit_engine(io);
     DistributionSession session(database, store, commit_engine);
-    Dispatcher dispatcher(store, messages, software, session);
+    Catalogue catalogue(database, read_signature, options.delivery.now);
+    Downloader downloader(io, options.delivery.transfer);
+    SignatureActions signature_actions(catalogue, store.configuration(), means_of(options, downloader));
+    ServiceFacts facts(database, CALLHOME_VERSION);
+    facts.database_file = state.database();
+    facts.socket = options.socket;
+    Dispatcher dispatcher(store, messages, software, session, signature_actions, facts);
     InventoryTimer inventory(io, database, store.configuration(), messages, options.delivery);
     dispatcher.when_changed([&inventory] { inventory.settings_may_have_changed(); });
+    SignatureRunner signatures(io, catalogue, store.configuration(), messages, command_settings(options),
+                               options.delivery);
+    LogSources log_sources(
+        io, {.socket = options.log_socket, .access = access_of(options), .journal_folder = {}},
+        [&signatures](std::string_view line) { signatures.take_line(line); });
+    signatures.when_listening_changes([&log_sources](bool listens) { log_sources.listen(listens); });
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
                       return policy.allows(peer);
                   });
+    facts.clients = [&server] { return facts_of(server); };
     std::optional<IdleWatch> idle;
     if (options.exit_when_idle) {
         idle.emplace(io, IdleTimes{},
@@ -91,7 +142,7 @@ void serve(const Options& options) {
                                           .is_busy =
                                               [&] {
                                                   return messages.busy_soon() || session.is_committing() ||
-                                                         inventory.due_soon();
+                                                         inventory.due_soon() || signatures.is_busy();
                                               }},
                      [&io] {
                          spdlog::info("ending: no client is left and no message is due");

@@ -16,6 +16,8 @@ namespace {
 constexpr const char* system_socket = "/run/callhome/callhomed.sock";
 constexpr const char* system_state = "/var/lib/callhome";
 constexpr const char* socket_name = "callhomed.sock";
+constexpr const char* system_log_socket = "/run/callhome/log.sock";
+constexpr const char* log_socket_name = "log.sock";
 constexpr const char* system_keys = "/etc/callhome/keys";
 constexpr const char* keys_name = "keys";
 
@@ -45,6 +47,11 @@ void fill_defaults(Options& options) {
             throw CLI::ValidationError("HOME is not set: name a folder with --state-folder");
         }
         options.state_folder = *folder;
+    }
+    if (options.log_socket.empty()) {
+        options.log_socket = options.system && options.socket.empty()
+                                 ? system_log_socket
+                                 : options.state_folder / log_socket_name;
     }
     if (options.trust.key_folder.empty()) {
         options.trust.key_folder = options.system ? system_keys : options.state_folder / keys_name;
@@ -108,6 +115,23 @@ void add_delivery_options(CLI::App& app, DeliverySettings& settings) {
             settings.transfer.connect =
                 std::min<std::chrono::milliseconds>(settings.transfer.connect, limit);
         });
+    app.add_option("--authorities", settings.transfer.authorities,
+                   "Believe the HTTPS servers that these vouch for (those that the system believes)")
+        ->option_text("PEM-FILE");
+}
+
+void add_signature_options(CLI::App& app, Options& options) {
+    app.add_option("--log-socket", options.log_socket, "Take log lines for signatures here")
+        ->option_text("PATH");
+    app.add_option("--command-user", options.command_user,
+                   "Who runs the commands of signatures when the service is root (nobody)")
+        ->option_text("NAME");
+    app.add_option_function<int>(
+           "--command-limit",
+           [&options](int seconds) { options.command_limit = std::chrono::seconds(seconds); },
+           "Longest time for one command of a signature, 1 to 86400 (30)")
+        ->check(CLI::Range(1, longest_setting))
+        ->option_text("SECONDS");
 }
 
 void add_trust_options(CLI::App& app, TrustSettings& trust) {
@@ -142,6 +166,7 @@ std::variant<Options, ExitStatus> parse_options(int argument_count, const char* 
            "The least grave that is logged: " + level_words() + " (info)")
         ->option_text("LEVEL");
     add_delivery_options(app, options.delivery);
+    add_signature_options(app, options);
     add_trust_options(app, options.trust);
     try {
         app.parse(argument_count, arguments);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "delivery/route.h"
 #include "delivery/settings.h"
 
 namespace callhome::service {
@@ -33,18 +34,6 @@ struct MailRoute {
     std::string host;
     std::uint32_t port = 0;
     std::string vrf_name;
-};
-
-// How HTTP leaves: through a proxy and a VRF (each empty for none).
-struct HttpRoute {
-    std::string proxy;
-    std::uint32_t proxy_port = 0;
-    std::string vrf_name;
-};
-
-enum class Carrier : int {
-    smtp = 1,
-    http = 2,
 };
 
 struct DeliveryJob {

@@ -40,6 +40,10 @@ CurlHandle::CurlHandle(const char* protocols, const TransferLimits& limits, cons
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connect.count()));
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits.total.count()));
     set(CURLOPT_SERVER_RESPONSE_TIMEOUT, static_cast<long>(limits.response.count()));
+    if (!limits.authorities.empty()) {
+        set(CURLOPT_CAINFO, limits.authorities.c_str());
+        set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    }
     set(CURLOPT_NOPROGRESS, 0L);
     set(CURLOPT_XFERINFOFUNCTION, &stop_when_asked);
     set(CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));

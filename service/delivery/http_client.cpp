@@ -1,54 +1,41 @@
 #include "delivery/http_client.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <string_view>
 
 #include "delivery/curl_handle.h"
 #include "delivery/endpoint.h"
+#include "delivery/http_way.h"
 #include "messages/text.h"
 
 namespace callhome::service {
 namespace {
 
-constexpr long first_success = 200;
-constexpr long first_redirection = 300;
-constexpr long first_client_error = 400;
-constexpr long first_server_error = 500;
 constexpr long login_at_proxy = 407;
 constexpr std::array<long, 3> passing_errors{408, 425, 429};  // time-out, too early, too many requests
 
 constexpr const char* not_an_address = "this is not an HTTP or HTTPS address";
-
-bool is_http(std::string_view url) {
-    return url.starts_with("http://") || url.starts_with("https://");
-}
 
 // Nothing of an answer's body is wanted; ending here keeps an endless one from costing anything.
 size_t take_no_body(char* /*data*/, size_t /*size*/, size_t /*count*/, void* /*context*/) noexcept {
     return 0;
 }
 
-bool is_success(long status) {
-    return status >= first_success && status < first_redirection;
-}
-
 Outcome judge(long status) {
-    const std::string reason = fmt::format("HTTP status {}", status);
-    if (is_success(status)) {
+    const std::string reason = status_text(status);
+    if (is_http_success(status)) {
         return {Verdict::delivered, "", ""};
     }
     if (status == login_at_proxy) {
         return {Verdict::postponed, "", reason + ": a login is wanted there"};
     }
-    if (status >= first_redirection && status < first_client_error) {
-        return {Verdict::refused, "", reason + ": the address has moved; configure the new one"};
+    if (is_http_redirection(status)) {
+        return {Verdict::refused, "", reason};
     }
     const bool passing =
         std::find(passing_errors.begin(), passing_errors.end(), status) != passing_errors.end();
-    const bool postponed = status < first_success || status >= first_server_error || passing;
+    const bool postponed = status < first_http_success || status >= first_http_server_error || passing;
     return {postponed ? Verdict::postponed : Verdict::refused, "", reason};
 }
 
@@ -56,7 +43,7 @@ Outcome judge(long status) {
 // set it right.
 Outcome judge(CURLcode result, const CurlHandle& handle) {
     const long connected = handle.connect_code();
-    if (connected != 0 && !is_success(connected)) {
+    if (connected != 0 && !is_http_success(connected)) {
         return {Verdict::postponed, "", judge(connected).reason};
     }
     if (result == CURLE_ABORTED_BY_CALLBACK) {
@@ -70,20 +57,13 @@ Outcome judge(CURLcode result, const CurlHandle& handle) {
 // Behind a way that the proxy has opened it is the receiver who speaks. What comes to a plain request may
 // be the answer of either: it is the proxy from which we have it.
 std::string who_answered(const DeliveryJob& job, const CurlHandle& handle, Verdict verdict) {
-    const bool asked_proxy =
-        !job.http.proxy.empty() && (verdict == Verdict::delivered || !is_success(handle.connect_code()));
+    const bool asked_proxy = !job.http.proxy.empty() &&
+                             (verdict == Verdict::delivered || !is_http_success(handle.connect_code()));
     return asked_proxy ? "the proxy " + authority_of(job.http.proxy, job.http.proxy_port) : "";
 }
 
-void choose_way(CurlHandle& handle, const HttpRoute& route) {
-    if (!route.proxy.empty()) {
-        handle.set(CURLOPT_PROXY, ("http://" + authority_of(route.proxy, route.proxy_port)).c_str());
-    }
-    leave_through_vrf(handle, route.vrf_name);
-}
-
 Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
-    CurlHandle handle("http,https", limits, stop);
+    CurlHandle handle(http_protocols, limits, stop);
     const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(
         curl_slist_append(nullptr, ("Content-Type: " + job.content_type).c_str()), &curl_slist_free_all);
     handle.set(CURLOPT_URL, job.receiver.c_str());
@@ -102,17 +82,10 @@ Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::st
     return outcome;
 }
 
-// Why no try can be made; empty when one can.
-std::string why_unusable(const HttpRoute& route) {
-    const bool usable = route.proxy.empty() || is_endpoint(route.proxy, route.proxy_port);
-    return usable ? why_no_vrf(route.vrf_name)
-                  : "what is configured as HTTP proxy is not the name or address of a host";
-}
-
 }  // namespace
 
 Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
-    if (!is_http(job.receiver)) {
+    if (!is_http_url(job.receiver)) {
         return {Verdict::refused, "", not_an_address};
     }
     if (std::string reason = why_unusable(job.http); !reason.empty()) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "delivery/attempt.h"
+#include "delivery/route.h"
 #include "store/configuration.h"
 
 namespace callhome::service {

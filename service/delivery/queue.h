@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "delivery/attempt.h"
+#include "delivery/route.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/message.h"
 #include "store/database.h"

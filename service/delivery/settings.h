@@ -23,6 +23,8 @@ struct TransferLimits {
     std::chrono::milliseconds connect{10'000};
     std::chrono::milliseconds total{120'000};
     std::chrono::seconds response{20};  // whole seconds, at least 1
+    // PEM file of those who vouch for HTTPS servers; empty for those that the system believes.
+    std::filesystem::path authorities;
 };
 
 // Pauses double from the first to the longest; when they come to `give_up_after` in all, the receiver is

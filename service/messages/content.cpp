@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "messages/sections.h"
 #include "messages/text.h"
@@ -55,8 +56,18 @@ ContentBlock header_block(const MessageSubject& subject, const MessageStamp& sta
     return block;
 }
 
+void add_signature_fields(ContentBlock& block, const SignatureReport& report) {
+    add_field(block, "signature", "Signature",
+              clean_line(fmt::format("{} {}, revision {}", report.id, report.name, report.revision)), true);
+    add_field(block, "trigger", "Trigger", clean_line(report.trigger), true);
+    add_field(block, "text", "Text", clean_text(report.text), true);
+}
+
 ContentBlock event_block(const MessageSubject& subject) {
     ContentBlock block{"event", "Event", true, {}};
+    if (subject.signature != nullptr) {
+        add_signature_fields(block, *subject.signature);
+    }
     const std::array values{&subject.parameter_1, &subject.parameter_2};
     for (std::size_t i = 0; i < values.size(); ++i) {
         const ParameterName& name = subject.type->parameters[i];
@@ -98,11 +109,17 @@ MessageContent compose_content(const MessageSubject& subject, const MessageStamp
                                const SystemInventory& inventory) {
     MessageContent content;
     content.subject =
-        fmt::format("Call home: {} from {}", subject.type->title, clean_line(inventory.host_name));
+        subject.signature != nullptr
+            ? clean_line(subject.signature->subject)
+            : fmt::format("Call home: {} from {}", subject.type->title, clean_line(inventory.host_name));
     content.blocks = {header_block(subject, stamp, profile_name), event_block(subject),
                       device_block(inventory), contact_block(configuration)};
     std::erase_if(content.blocks, [](const ContentBlock& block) { return block.fields.empty(); });
     content.sections = compose_sections(subject.type->sections, configuration, inventory);
+    if (subject.signature != nullptr) {
+        std::ranges::move(command_sections(subject.signature->outputs),
+                          std::back_inserter(content.sections));
+    }
     return content;
 }
 

@@ -7,6 +7,7 @@
 
 #include "inventory/system_inventory.h"
 #include "messages/message_type.h"
+#include "messages/signature_report.h"
 #include "store/configuration.h"
 
 namespace callhome::service {
@@ -32,8 +33,8 @@ struct ContentGroup {
 
 // A part that may be long, and is left out when a message has to be small.
 struct ContentSection {
-    const char* id;
-    const char* title;
+    std::string id;
+    std::string title;
     std::vector<ContentGroup> groups;
     std::vector<std::string> lines;
 };
@@ -55,6 +56,7 @@ struct MessageSubject {
     std::string parameter_1;
     std::string parameter_2;
     std::string requested_by;
+    const SignatureReport* signature = nullptr;  // of a signature's message
 };
 
 MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <map>
@@ -20,12 +21,14 @@ constexpr std::size_t longest_reply = sizeof(protocol::SendMessageRecord::reply_
 
 // A request whose receivers are being tried for the first time.
 struct OpenRequest {
-    std::uint64_t number;
     std::string wording;
     MessageService::Done done;
+    asio::steady_timer answer_timer;
     std::map<std::int64_t, ReceiverName> receivers;  // by delivery
     std::map<std::int64_t, ReplyLine> lines;         // of those that were tried
 };
+
+constexpr std::uint64_t no_request = 0;
 
 std::string without_carriage_returns(std::string text) {
     std::erase(text, '\r');
@@ -42,29 +45,31 @@ class MessageService::Implementation {
           configuration_(configuration),
           settings_(settings),
           marker_(settings.marker),
-          answer_timer_(io),
           post_office_(io, database, configuration, settings,
                        [this](const AttemptReport& report) { take_report(report); }) {}
 
     void process(const MessageSubject& subject, Done done);
+    void report(const SignatureReport& report, Done done);
     const PostOffice& post_office() const { return post_office_; }
 
  private:
     void answer(Done done, protocol::Status status, std::string text);
-    void compose_and_offer(const MessageSubject& subject, const std::vector<Taker>& takers, Done done);
-    bool offer(const std::vector<NewMessage>& messages);
+    std::uint64_t open(const MessageType& type, Done done);
+    void compose_and_offer(std::uint64_t number, const MessageSubject& subject,
+                           const std::vector<Taker>& takers);
+    bool offer(OpenRequest& request, const std::vector<NewMessage>& messages);
     void take_report(const AttemptReport& report);
-    void start_waiting();
+    void start_waiting(std::uint64_t number);
     void close_request(std::uint64_t number);
-    void end_processing(protocol::Status status, std::string text);
+    void end_processing(std::uint64_t number, protocol::Status status, std::string text);
 
     asio::io_context& io_;
     const Configuration& configuration_;
     const DeliverySettings settings_;
     ProcessingMarker marker_;
-    asio::steady_timer answer_timer_;
-    std::optional<OpenRequest> request_;
-    std::uint64_t request_count_ = 0;
+    std::map<std::uint64_t, OpenRequest> open_;
+    std::uint64_t in_turn_ = no_request;  // of those that wait for one another
+    std::uint64_t request_count_ = no_request;
     std::shared_ptr<Implementation*> self_ = std::make_shared<Implementation*>(this);
     PostOffice post_office_;  // last: it reports to what stands above
 };
@@ -81,7 +86,7 @@ void MessageService::Implementation::process(const MessageSubject& subject, Done
         answer(std::move(done), protocol::Status::malformed_request, "There is no such type of message");
         return;
     }
-    if (request_) {
+    if (in_turn_ != no_request) {
         answer(std::move(done), protocol::Status::message_in_progress, "");
         return;
     }
@@ -91,93 +96,115 @@ void MessageService::Implementation::process(const MessageSubject& subject, Done
                why_nobody_takes(configuration_, *subject.type));
         return;
     }
-    compose_and_offer(subject, takers, std::move(done));
+    in_turn_ = open(*subject.type, std::move(done));
+    marker_.raise();
+    compose_and_offer(in_turn_, subject, takers);
 }
 
-void MessageService::Implementation::compose_and_offer(const MessageSubject& subject,
-                                                       const std::vector<Taker>& takers, Done done) {
-    request_ = OpenRequest{++request_count_, std::string(subject.type->wording), std::move(done), {}, {}};
-    marker_.raise();
+void MessageService::Implementation::report(const SignatureReport& report, Done done) {
+    MessageType type = *find_message_type(signature_message, Origin::signature);
+    type.alert_group = report.alert_group;
+    const std::vector<Taker> takers = select_takers(configuration_, type, report.profile);
+    if (takers.empty()) {
+        answer(std::move(done), protocol::Status::not_sent, why_nobody_takes(configuration_, type));
+        return;
+    }
+    compose_and_offer(open(type, std::move(done)), {&type, {}, {}, {}, &report}, takers);
+}
+
+std::uint64_t MessageService::Implementation::open(const MessageType& type, Done done) {
+    open_.emplace(++request_count_,
+                  OpenRequest{std::string(type.wording), std::move(done), asio::steady_timer(io_), {}, {}});
+    return request_count_;
+}
+
+void MessageService::Implementation::compose_and_offer(std::uint64_t number, const MessageSubject& subject,
+                                                       const std::vector<Taker>& takers) {
     try {
         const SystemInventory inventory = read_system_inventory();
         const MessageStamp stamp = make_stamp(settings_.now(), inventory);
-        if (!offer(compose_messages(subject, stamp, takers, configuration_, inventory))) {
-            end_processing(protocol::Status::limit_reached,
+        if (!offer(open_.at(number), compose_messages(subject, stamp, takers, configuration_, inventory))) {
+            end_processing(number, protocol::Status::limit_reached,
                            "Too many messages wait in the queue; see 'show callhome queue'");
             return;
         }
     } catch (const std::exception& error) {
         spdlog::error("A {} message could not be recorded: {}", subject.type->name, error.what());
-        end_processing(protocol::Status::storage_failed, "");
+        end_processing(number, protocol::Status::storage_failed, "");
         return;
     }
-    start_waiting();
+    start_waiting(number);
 }
 
-bool MessageService::Implementation::offer(const std::vector<NewMessage>& messages) {
+bool MessageService::Implementation::offer(OpenRequest& request, const std::vector<NewMessage>& messages) {
     const auto ids = post_office_.accept(messages);
     if (!ids) {
         return false;
     }
     for (std::size_t i = 0; i < messages.size(); ++i) {
         for (std::size_t k = 0; k < messages[i].receivers.size(); ++k) {
-            request_->receivers[(*ids)[i][k]] = {messages[i].receivers[k], messages[i].profile};
+            request.receivers[(*ids)[i][k]] = {messages[i].receivers[k], messages[i].profile};
         }
     }
     return true;
 }
 
-void MessageService::Implementation::start_waiting() {
-    answer_timer_.expires_after(settings_.answer_within);
+void MessageService::Implementation::start_waiting(std::uint64_t number) {
+    asio::steady_timer& timer = open_.at(number).answer_timer;
+    timer.expires_after(settings_.answer_within);
     // A wait that has just ended can no longer be cancelled, hence the number.
-    answer_timer_.async_wait(
-        [weak = std::weak_ptr(self_), number = request_->number](const asio::error_code& error) {
-            const auto self = weak.lock();
-            if (!error && self != nullptr) {
-                (*self)->close_request(number);
-            }
-        });
+    timer.async_wait([weak = std::weak_ptr(self_), number](const asio::error_code& error) {
+        const auto self = weak.lock();
+        if (!error && self != nullptr) {
+            (*self)->close_request(number);
+        }
+    });
 }
 
 void MessageService::Implementation::take_report(const AttemptReport& report) {
-    if (!request_) {
+    const auto entry = std::ranges::find_if(
+        open_, [&](const auto& open) { return open.second.receivers.contains(report.delivery_id); });
+    if (entry == open_.end()) {
         return;
     }
-    const auto receiver = request_->receivers.find(report.delivery_id);
-    if (receiver == request_->receivers.end()) {
-        return;
-    }
+    auto& [number, request] = *entry;
     // A receiver whose second try comes before the first of another one keeps its first line.
-    request_->lines.try_emplace(report.delivery_id,
-                                ReplyLine{report.outcome.verdict == Verdict::delivered,
-                                          report_line(request_->wording, receiver->second, report)});
-    if (request_->lines.size() == request_->receivers.size()) {
-        close_request(request_->number);
+    request.lines.try_emplace(
+        report.delivery_id,
+        ReplyLine{report.outcome.verdict == Verdict::delivered,
+                  report_line(request.wording, request.receivers.at(report.delivery_id), report)});
+    if (request.lines.size() == request.receivers.size()) {
+        close_request(number);
     }
 }
 
 void MessageService::Implementation::close_request(std::uint64_t number) {
-    if (!request_ || request_->number != number) {
+    const auto entry = open_.find(number);
+    if (entry == open_.end()) {
         return;
     }
+    const OpenRequest& request = entry->second;
     std::vector<ReplyLine> lines;
     bool delivered = false;
-    for (const auto& [id, receiver] : request_->receivers) {
-        const auto line = request_->lines.find(id);
-        lines.push_back(line != request_->lines.end()
+    for (const auto& [id, receiver] : request.receivers) {
+        const auto line = request.lines.find(id);
+        lines.push_back(line != request.lines.end()
                             ? line->second
-                            : ReplyLine{false, unfinished_line(request_->wording, receiver)});
+                            : ReplyLine{false, unfinished_line(request.wording, receiver)});
         delivered = delivered || lines.back().delivered;
     }
-    end_processing(delivered ? protocol::Status::ok : protocol::Status::not_sent,
+    end_processing(number, delivered ? protocol::Status::ok : protocol::Status::not_sent,
                    join_reply(lines, longest_reply));
 }
 
-void MessageService::Implementation::end_processing(protocol::Status status, std::string text) {
-    Done done = std::move(request_->done);
-    request_.reset();
-    answer_timer_.cancel();
-    marker_.lower();
+void MessageService::Implementation::end_processing(std::uint64_t number, protocol::Status status,
+                                                    std::string text) {
+    Done done = std::move(open_.at(number).done);
+    open_.erase(number);
+    if (number == in_turn_) {
+        in_turn_ = no_request;
+        marker_.lower();
+    }
     answer(std::move(done), status, std::move(text));
 }
 
@@ -197,6 +224,10 @@ void MessageService::alert(const AlertRequest& request, Done done) {
     implementation_->process({find_message_type(request.alert, Origin::alert), request.source, request.text,
                               request.requested_by},
                              std::move(done));
+}
+
+void MessageService::report(const SignatureReport& report, Done done) {
+    implementation_->report(report, std::move(done));
 }
 
 std::optional<protocol::MessageLogRecord> MessageService::message_after(std::uint32_t id) const {

@@ -11,6 +11,7 @@
 #include <asio/io_context.hpp>
 
 #include "delivery/settings.h"
+#include "messages/signature_report.h"
 #include "protocol/records/message.h"
 #include "protocol/status.h"
 #include "store/configuration.h"
@@ -55,6 +56,10 @@ class MessageService {
     // request is being processed, limit_reached while too much waits already, storage_failed.
     void send(const MessageRequest& request, Done done);
     void alert(const AlertRequest& request, Done done);
+
+    // As send(), but beside it: signatures neither wait for an operator's message nor hold one up, and the
+    // marker of messages in progress does not stand for them.
+    void report(const SignatureReport& report, Done done);
 
     // Walks by id, from the entry after `id`; nothing when there is none.
     std::optional<protocol::MessageLogRecord> message_after(std::uint32_t id) const;

@@ -48,6 +48,8 @@ constexpr std::array types{
                 false,
                 section_state | section_interfaces | section_hardware,
                 {{{"source", "Source"}, {"text", "Text"}}}},
+    MessageType{signature_message, "Diagnostic signature", "diagnostic-signature", "Diagnostic",
+                Severity::warning, Origin::signature, false, 0, no_parameters},
 };
 
 }  // namespace

@@ -34,8 +34,9 @@ enum SectionKind : unsigned {
 };
 
 enum class Origin : std::uint8_t {
-    command,  // an operator asks for it
-    alert,    // a part of the switch raises it
+    command,    // an operator asks for it
+    alert,      // a part of the switch raises it
+    signature,  // a diagnostic signature has run
 };
 
 // A parameter of a message: how XML and text name it; empty where the type has none.
@@ -55,6 +56,9 @@ struct MessageType {
     unsigned sections;       // mask of SectionKind
     std::array<ParameterName, 2> parameters;
 };
+
+// What the messages of signatures are; each signature has an alert group of its own.
+inline constexpr std::string_view signature_message = "diagnostic-signature";
 
 std::span<const MessageType> message_types();
 

@@ -50,10 +50,11 @@ bool subscribes(const Profile& profile, const MessageType& type) {
     return subscribes_to_group(profile, type) && static_cast<int>(type.severity) >= profile.message_level;
 }
 
-std::vector<Taker> select_takers(const Configuration& configuration, const MessageType& type) {
+std::vector<Taker> select_takers(const Configuration& configuration, const MessageType& type,
+                                 std::string_view named) {
     std::vector<Taker> takers;
     for (const Profile& profile : configuration.profiles) {
-        if (type.for_every_profile || subscribes(profile, type)) {
+        if (type.for_every_profile || profile.name == named || subscribes(profile, type)) {
             std::vector<Taker> ways = ways_to(profile);
             std::move(ways.begin(), ways.end(), std::back_inserter(takers));
         }

@@ -25,8 +25,10 @@ struct Taker {
 // True when the profile subscribes to the group, or to all, and its level lets the message pass.
 bool subscribes(const Profile& profile, const MessageType& type);
 
-// In the order of the profiles; e-mail before HTTP. The profiles must outlive the result.
-std::vector<Taker> select_takers(const Configuration& configuration, const MessageType& type);
+// In the order of the profiles; e-mail before HTTP. The profile `named` (empty for none) takes the message
+// whatever it subscribes to. The profiles must outlive the result.
+std::vector<Taker> select_takers(const Configuration& configuration, const MessageType& type,
+                                 std::string_view named = {});
 
 // What to configure when nobody takes the message: one line for the operator.
 std::string why_nobody_takes(const Configuration& configuration, const MessageType& type);

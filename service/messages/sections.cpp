@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <array>
 
 #include "messages/configuration_lines.h"
@@ -89,6 +90,18 @@ ContentSection configuration_section(const Configuration& configuration,
     return section;
 }
 
+// Blanks at the beginning of a line are part of a display.
+std::vector<std::string> lines_of(const std::string& output) {
+    const std::string text = clean_text(output);
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
 struct SectionMaker {
     SectionKind kind;
     ContentSection (*make)(const Configuration&, const SystemInventory&);
@@ -111,6 +124,24 @@ std::vector<ContentSection> compose_sections(unsigned kinds, const Configuration
         if ((kinds & maker.kind) != 0U) {
             sections.push_back(maker.make(configuration, inventory));
         }
+    }
+    return sections;
+}
+
+std::vector<ContentSection> command_sections(const std::vector<CommandOutput>& outputs) {
+    std::vector<ContentSection> sections;
+    for (const CommandOutput& output : outputs) {
+        ContentSection section{fmt::format("command-{}", sections.size() + 1),
+                               "Output of " + clean_line(output.command),
+                               {},
+                               lines_of(output.output)};
+        if (!output.remark.empty()) {
+            section.lines.push_back(fmt::format("({})", clean_line(output.remark)));
+        }
+        if (section.lines.empty()) {
+            section.lines.emplace_back("(no output)");
+        }
+        sections.push_back(std::move(section));
     }
     return sections;
 }

@@ -12,6 +12,9 @@ namespace callhome::service {
 std::vector<ContentSection> compose_sections(unsigned kinds, const Configuration& configuration,
                                              const SystemInventory& inventory);
 
+// One for each command, under its name.
+std::vector<ContentSection> command_sections(const std::vector<CommandOutput>& outputs);
+
 // Seconds as "3 days 04:05:06".
 std::string duration_text(std::uint64_t seconds);
 

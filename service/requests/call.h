@@ -12,6 +12,8 @@
 #include "messages/message_service.h"
 #include "protocol/status.h"
 #include "requests/reply.h"
+#include "requests/service_facts.h"
+#include "signatures/actions.h"
 #include "store/store.h"
 
 namespace callhome::service {
@@ -38,6 +40,8 @@ struct Call {
     MessageService& messages;
     SoftwareInventory& software;
     DistributionSession& session;
+    SignatureActions& signatures;
+    ServiceFacts& facts;
     Caller& caller;
     std::span<const std::byte> record;  // of the length and with the terminators of its layout, host order
     Reply& reply;

@@ -145,6 +145,19 @@ constexpr std::array rows{
 
     reads<get_next_software>(Opcode::software_inventory, Operation::get_next),
 
+    changes<act_on_signatures>(Opcode::signature_action, Operation::set),
+    changes<set_signatures_active>(Opcode::signatures_active, Operation::set),
+    changes<set_signature_profile>(Opcode::signature_profile, Operation::set),
+    changes<remove_signature_profile>(Opcode::signature_profile, Operation::remove),
+    changes<set_signature_variable>(Opcode::signature_environment, Operation::set),
+    changes<remove_signature_variable>(Opcode::signature_environment, Operation::remove),
+    changes<clear_signature_statistics>(Opcode::signature_statistics, Operation::set),
+    reads<get_signature_view>(Opcode::signature_view, Operation::get),
+
+    reads<get_service_info>(Opcode::service_info, Operation::get),
+    // Its operation is to get, and yet it changes something.
+    changes<clear_message_statistics>(Opcode::message_statistics, Operation::get),
+
     reads<get_next_message>(Opcode::message_log, Operation::get_next),
     reads<get_next_delivery>(Opcode::delivery_log, Operation::get_next),
     reads<get_message_text>(Opcode::message_text, Operation::get),
@@ -206,7 +219,7 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
 Outcome Dispatcher::call_in_scope(const RequestRow& row, std::span<const std::byte> record, Caller& caller,
                                   Reply& reply) {
     const auto call_with = [&](ConfigurationCopy& copy) {
-        Call call{store_, copy, messages_, software_, session_, caller, record, reply};
+        Call call{store_, copy, messages_, software_, session_, signatures_, facts_, caller, record, reply};
         return row.function(call);
     };
     switch (row.scope) {

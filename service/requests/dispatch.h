@@ -45,8 +45,13 @@ inline constexpr std::size_t longest_record = 2628;  // bytes
 class Dispatcher {
  public:
     Dispatcher(Store& store, MessageService& messages, SoftwareInventory& software,
-               DistributionSession& session)
-        : store_(store), messages_(messages), software_(software), session_(session) {}
+               DistributionSession& session, SignatureActions& signatures, ServiceFacts& facts)
+        : store_(store),
+          messages_(messages),
+          software_(software),
+          session_(session),
+          signatures_(signatures),
+          facts_(facts) {}
 
     // `changed` is called after each request that has changed something.
     void when_changed(std::function<void()> changed) { changed_ = std::move(changed); }
@@ -64,6 +69,8 @@ class Dispatcher {
     MessageService& messages_;
     SoftwareInventory& software_;
     DistributionSession& session_;
+    SignatureActions& signatures_;
+    ServiceFacts& facts_;
     std::function<void()> changed_;
 };
 

@@ -13,6 +13,7 @@
 #include "protocol/records/mail.h"
 #include "protocol/records/message.h"
 #include "protocol/records/privacy.h"
+#include "protocol/records/signature.h"
 #include "requests/call.h"
 
 namespace callhome::service {
@@ -82,6 +83,20 @@ Outcome get_commit_result(Call& call, const protocol::CommitRecord& record);
 Outcome end_session(Call& call, const protocol::CommitRecord& record);
 Outcome clear_session(Call& call, const protocol::ClearSessionRecord& record);
 Outcome get_session_state(Call& call, const protocol::SessionRecord& record);
+
+// signatures.cpp
+Outcome act_on_signatures(Call& call, const protocol::DsActionRecord& record);
+Outcome set_signatures_active(Call& call, const protocol::DsActiveRecord& record);
+Outcome set_signature_profile(Call& call, const protocol::DsProfileRecord& record);
+Outcome remove_signature_profile(Call& call, const protocol::DsProfileRecord& record);
+Outcome set_signature_variable(Call& call, const protocol::DsEnvironmentRecord& record);
+Outcome remove_signature_variable(Call& call, const protocol::DsEnvironmentRecord& record);
+Outcome clear_signature_statistics(Call& call, const protocol::DsStatsClearRecord& record);
+Outcome get_signature_view(Call& call, const protocol::DsShowRequest& record);
+
+// service_info.cpp
+Outcome get_service_info(Call& call, const protocol::ServiceInfoRequest& record);
+Outcome clear_message_statistics(Call& call, const protocol::MsgStatsClearRecord& record);
 
 // software.cpp
 Outcome get_next_software(Call& call, const protocol::SoftwareRecord& record);

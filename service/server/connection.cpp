@@ -4,6 +4,7 @@
 #include <spdlog/spdlog.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -110,7 +111,8 @@ void Connection::serve() {
 bool Connection::answer_next_frame() {
     const auto received = std::span(buffer_).first(filled_).subspan(taken_);
     protocol::FrameHeaderBytes header_bytes;
-    if (received.size() < header_bytes.size()) {
+    needed_ = header_bytes.size();
+    if (received.size() < needed_) {
         return false;
     }
     std::memcpy(header_bytes.data(), received.data(), header_bytes.size());
@@ -127,10 +129,11 @@ bool Connection::answer_next_frame() {
         refuse(Status::malformed_request);
         return true;
     }
-    if (received.size() < header_bytes.size() + header_.length) {
+    needed_ += header_.length;
+    if (received.size() < needed_) {
         return false;
     }
-    taken_ += header_bytes.size() + header_.length;
+    taken_ += needed_;
     deadline_.reset();
     answer_request(received.subspan(header_bytes.size(), header_.length));
     return true;
@@ -223,8 +226,17 @@ void Connection::keep_unfinished_frame() {
     }
     filled_ = rest;
     taken_ = 0;
+    fit_buffer();
     if (rest != 0 && !deadline_) {
         set_deadline(host_.frame_time());
+    }
+}
+
+void Connection::fit_buffer() {
+    const std::size_t size = std::max(buffer_size, needed_);
+    if (size != buffer_.size()) {
+        buffer_.resize(size);
+        buffer_.shrink_to_fit();
     }
 }
 

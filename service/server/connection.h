@@ -2,13 +2,13 @@
 // A request costs one wait, one receive and one send; no timer and no allocation of its own.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <asio/basic_stream_socket.hpp>
 #include <asio/io_context.hpp>
@@ -87,9 +87,12 @@ class Connection final : public Caller, public std::enable_shared_from_this<Conn
     void send_reply(protocol::Status status);
     void send_rest();
     void keep_unfinished_frame();
+    void fit_buffer();
     void close_because(const char* reason);
     void set_deadline(Clock::duration time);
 
+    // What the buffer holds but for a request that says it is longer: that one gets its own length while it
+    // is being received.
     static constexpr std::size_t buffer_size = 4096;
     static_assert(buffer_size >= sizeof(protocol::FrameHeader) + longest_record);
 
@@ -103,7 +106,8 @@ class Connection final : public Caller, public std::enable_shared_from_this<Conn
     std::optional<protocol::Status> early_answer_;
     std::optional<Clock::time_point> deadline_;
 
-    std::array<std::byte, buffer_size> buffer_;
+    std::vector<std::byte> buffer_ = std::vector<std::byte>(buffer_size);
+    std::size_t needed_ = 0;  // bytes of the frame that has not come whole
     std::size_t filled_ = 0;  // bytes received
     std::size_t taken_ = 0;   // bytes of them that were answered
 

@@ -3,19 +3,10 @@
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
+
+#include "server/local_socket.h"
 
 namespace callhome::service {
-
-// Somebody else serves what this process was to serve.
-struct AlreadyRunning : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-enum class SocketAccess {
-    everyone,  // the credentials of the peer decide what it may do
-    own_user,
-};
 
 class Listener {
  public:

@@ -47,6 +47,10 @@ class Server final : private ConnectionHost {
     // True when someone is connected or waits to be.
     bool has_clients() const;
 
+    // Connections that were admitted, by user.
+    const std::map<uid_t, std::size_t>& clients() const { return admitted_by_user_; }
+    const ServerLimits& limits() const { return limits_; }
+
     // No new client from now on; those that are there are disconnected.
     void stop();
 

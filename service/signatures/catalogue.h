@@ -13,15 +13,16 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "delivery/settings.h"
+#include "signatures/signature.h"
+#include "signatures/variables.h"
 #include "store/database.h"
 #include "store/transaction.h"
 
 namespace callhome::service {
-
-struct Signature;  // signatures/signature.h
 
 // The numbers are in databases.
 enum class SignatureState : int {
@@ -29,9 +30,6 @@ enum class SignatureState : int {
     installed = 2,  // runs when its event comes
     finished = 3,   // was installed, and has run as often as it may
 };
-
-// Names, "ds_…", to values.
-using SignatureVariables = std::map<std::string, std::string>;
 
 // What has come of a signature since it was loaded, or since its statistics were cleared.
 struct SignatureCounters {
@@ -50,18 +48,23 @@ struct CatalogueEntry {
     std::uint32_t id = 0;
     std::shared_ptr<const Signature> signature;
     SignatureState state = SignatureState::loaded;
-    SignatureVariables answers;         // to its questions
+    VariableValues answers;             // to its questions
     std::uint32_t runs_of_install = 0;  // what its limit of executions counts
     std::int64_t loaded_at = 0;
     std::int64_t installed_at = 0;
     SignatureCounters counters;
 };
 
+// The value of each variable that has one: the answer where one was asked for, else what the environment
+// says, else the default.
+VariableValues variables_of(const Signature& signature, const VariableValues& answers,
+                            const VariableValues& environment);
+
 // What may run now.
 struct InstalledSignature {
     std::uint32_t id = 0;
     std::shared_ptr<const Signature> signature;
-    SignatureVariables variables;  // the environment's, and the answers before them
+    VariableValues variables;
 };
 
 // Where in its life a signature has failed; the letters stand in the failure table.
@@ -102,19 +105,18 @@ struct DownloadCounters {
 };
 
 struct SignatureSettings {
-    bool active = false;             // whether any signature runs
-    std::string profile;             // the destination profile of downloads and messages; empty for none
-    SignatureVariables environment;  // what signatures may use without asking
+    bool active = false;         // whether any signature runs
+    std::string profile;         // the destination profile of downloads and messages; empty for none
+    VariableValues environment;  // what signatures may use without asking
 };
 
 class Catalogue {
  public:
-    // The signature that a text describes, or a null pointer for a text that describes none (any more).
-    using Read = std::function<std::shared_ptr<const Signature>(std::string_view xml)>;
+    using Read = std::function<std::variant<Signature, Refusal>(std::string_view xml)>;
 
     // Creates what the database lacks and reads the rest into memory. A signature that `read` refuses is
     // left out, and the log says so.
-    Catalogue(Database& database, Read read, std::function<std::int64_t()> now = wall_clock);
+    Catalogue(Database& database, const Read& read, std::function<std::int64_t()> now = wall_clock);
 
     const SignatureSettings& settings() const { return settings_; }
     const std::map<std::uint32_t, CatalogueEntry>& entries() const { return entries_; }
@@ -131,15 +133,14 @@ class Catalogue {
     void set_variable(const std::string& name, const std::string& value);
     void remove_variable(const std::string& name);
 
-    // Of what stands beside each other here, all is stored or nothing. An id that is there already gets the
-    // new text; whether it stays installed, and with which answers, is for the caller to say.
+    // All of them, or none. An id that is there already gets the new text; it stays installed while its
+    // answers and the environment are all that the new text asks for.
     struct Load {
-        std::shared_ptr<const Signature> signature;
+        Signature signature;
         std::string xml;
-        bool stays_installed = false;
     };
     void load(const std::vector<Load>& signatures);
-    void install(std::uint32_t id, const SignatureVariables& answers);
+    void install(std::uint32_t id, const VariableValues& answers);
     void remove(std::uint32_t id);
     void remove_all();
 
@@ -150,7 +151,7 @@ class Catalogue {
 
     // Kept for each id and stage once: the last one. The oldest go when there are too many.
     void note_failure(std::uint32_t id, FailureStage stage, const std::string& why);
-    void note_failure(const SignatureFailure& failure);  // its time is set here
+    void note_failure(SignatureFailure failure);  // its time is set here
     // Calls with each, the latest first.
     void each_failure(const std::function<void(const SignatureFailure&)>& take) const;
 
@@ -158,27 +159,19 @@ class Catalogue {
     void note_download_request(DownloadKind kind);
     void note_download_result(DownloadKind kind, bool succeeded);
 
+    // The failures go, too. The counting of executions towards a limit goes on: it is no statistic.
     void clear_run_statistics();
     void clear_download_statistics();
 
  private:
-    void create_tables();
-    void load_settings();
-    void load_entries();
-    void load_answers();
-    void load_downloads();
-    void put_setting(const char* name, const std::string& value);
-    void put_entry(const CatalogueEntry& entry, const std::string* xml);
-    void put_answers(const CatalogueEntry& entry);
-    void put_counters(const CatalogueEntry& entry);
-    void put_downloads(DownloadKind kind, const DownloadCounters& counters);
-    void load_one(const Load& load, std::map<std::uint32_t, CatalogueEntry>& entries);
-    void delete_entry(std::uint32_t id);
+    void read_entries(const Read& read);
+    CatalogueEntry entry_for(const Load& load) const;
+    CatalogueEntry* entry(std::uint32_t id);
+    void change_downloads(DownloadKind kind, const std::function<void(DownloadCounters&)>& change);
     void changed() const;
 
     SQLite::Database& connection_;
     Transactions transactions_;
-    const Read read_;
     const std::function<std::int64_t()> now_;
     std::function<void()> changed_;
     SignatureSettings settings_;

@@ -11,9 +11,9 @@
 namespace callhome::service {
 namespace {
 
-// 1: what one switch is configured with. 2: all of it, and the pending copy. Later versions add tables
-// only.
-constexpr int schema_version = 2;
+// 1: what one switch is configured with. 2: all of it, and the pending copy. 3: diagnostic signatures. Later
+// versions add tables only.
+constexpr int schema_version = 3;
 
 // SQLite would create the file with the process's umask; what it holds is nobody else's business.
 const std::filesystem::path& create_private(const std::filesystem::path& file) {

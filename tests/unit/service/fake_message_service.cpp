@@ -47,6 +47,11 @@ void MessageService::alert(const AlertRequest& request, Done done) {
     take_up(implementation_->fake, std::move(done));
 }
 
+void MessageService::report(const SignatureReport& report, Done done) {
+    implementation_->fake.reports.push_back(report);
+    take_up(implementation_->fake, std::move(done));
+}
+
 std::optional<protocol::MessageLogRecord> MessageService::message_after(std::uint32_t id) const {
     for (const auto& message : implementation_->fake.messages) {
         if (message.id > id) {

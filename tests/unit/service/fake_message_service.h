@@ -14,6 +14,7 @@ struct FakeMessages {
     // What was asked.
     std::vector<MessageRequest> sent;
     std::vector<AlertRequest> alerts;
+    std::vector<SignatureReport> reports;
     std::vector<MessageService::Done> unanswered;
 
     // What is answered. Without an answer the request stays in `unanswered`.

@@ -36,8 +36,13 @@ CALLHOME_RECORD(DsQuestionRecord, 400, key, answer, prompt, result);
 inline constexpr std::uint32_t most_questions = 64;  // of one signature
 inline constexpr std::size_t all_questions_size = most_questions * sizeof(DsQuestionRecord);
 
+enum class SignatureStatistics : std::uint32_t {
+    run_time = 20,  // and the failures
+    downloads = 21,
+};
+
 struct [[gnu::packed]] DsStatsClearRecord {
-    std::uint32_t statistics;  // 20 run-time, 21 downloads
+    std::uint32_t statistics;  // SignatureStatistics
 };
 CALLHOME_RECORD(DsStatsClearRecord, 4, statistics);
 
@@ -83,8 +88,14 @@ struct [[gnu::packed]] DsShowRequest {
 };
 CALLHOME_RECORD(DsShowRequest, 8, view, ds_id);
 
+// Of the messages that have left, or have not, since the counters were cleared.
+enum class MessageCounters : std::uint32_t {
+    sent = 1,
+    failed = 2,
+};
+
 struct [[gnu::packed]] MsgStatsClearRecord {
-    std::uint32_t counters;  // 1 or 2
+    std::uint32_t counters;  // MessageCounters
     std::uint32_t status;    // reply: result code
 };
 CALLHOME_RECORD(MsgStatsClearRecord, 8, counters, status);

@@ -107,6 +107,30 @@ TEST(Xml, HoldsDeviceContactAndEvent) {
               "0.10 0.20 0.30");
 }
 
+TEST(Xml, OfASignatureHoldsTheOutputOfItsCommands) {
+    const MessageType& type = *find_message_type(signature_message, Origin::signature);
+    const SignatureReport report{
+        17,
+        "link-flapping",
+        "3",
+        "eth0: <link> down",
+        "Link flapping",
+        "Look\nat the cable",
+        "Diagnostic",
+        "",
+        {{"show callhome", " a & b\n", ""}, {"show version", "", "could not be started"}}};
+    const std::string text =
+        format_xml(compose_content({&type, {}, {}, {}, &report}, stamp, "ops",
+                                   tests::sample_configuration(), tests::sample_inventory()),
+                   large);
+    EXPECT_EQ(why_invalid(text), "");
+    EXPECT_EQ(value_at(text, "//m:event/m:signature"), "17 link-flapping, revision 3");
+    EXPECT_EQ(value_at(text, "//m:event/m:trigger"), "eth0: <link> down");
+    EXPECT_EQ(value_at(text, "//m:event/m:text"), "Look\nat the cable");
+    EXPECT_EQ(value_at(text, "//m:section[@title='Output of show callhome']/m:line[1]"), " a & b");
+    EXPECT_EQ(value_at(text, "//m:section[@id='command-2']/m:line"), "(could not be started)");
+}
+
 TEST(Xml, OfTheConfigurationHoldsItsCommands) {
     const MessageType& type = *find_message_type("PERIODIC_CONFIGURATION", Origin::command);
     const std::string text = format_xml(content_of(type, tests::sample_configuration()), large);

@@ -10,6 +10,7 @@
 
 #include "distribution/local_commit_engine.h"
 #include "fake_message_service.h"
+#include "fake_signatures.h"
 #include "protocol/layout.h"
 #include "requests/dispatch.h"
 #include "requests/fields.h"
@@ -97,7 +98,12 @@ class RequestsTest : public testing::Test {
     SoftwareInventory software{folder.path()};
     LocalCommitEngine engine{io};
     DistributionSession session{database, store, engine};
-    Dispatcher dispatcher{store, messages, software, session};
+    FakeSignatures files;
+    Catalogue catalogue{database, files.reader(), [this] { return now; }};
+    SignatureActions signatures{catalogue, store.configuration(), files.means()};
+    ServiceFacts facts{database, "1.2.3"};
+    Dispatcher dispatcher{store, messages, software, session, signatures, facts};
+    std::int64_t now = 1'700'000'000;
     FakeCaller caller;
     Reply reply;
 };

@@ -77,7 +77,7 @@ TEST_F(OldDatabase, GoesOnCountingWhereItWas) {
 
 TEST_F(OldDatabase, IsOfTheNewVersionAfterwards) {
     Database database(file);
-    EXPECT_EQ(database.connection().execAndGet("PRAGMA user_version").getInt(), 2);
+    EXPECT_EQ(database.connection().execAndGet("PRAGMA user_version").getInt(), 3);
 }
 
 }  // namespace

@@ -1,0 +1,11 @@
+// What it costs to hold log lines against the patterns of many signatures.
+#pragma once
+
+#include "measure.h"
+
+namespace callhome::bench {
+
+// A line against a hundred patterns, beside one pattern over the same line.
+Sample compare_log_lines(int pairs);
+
+}  // namespace callhome::bench

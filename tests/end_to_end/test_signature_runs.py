@@ -1,0 +1,102 @@
+"""Signatures that are set off: a line is written to the log socket, the commands run, the mail arrives, and the
+counters move."""
+import os
+import shutil
+import socket
+import unittest
+
+import harness
+
+SIGNATURE = """<?xml version="1.0" encoding="UTF-8"?>
+<diagnosticSignature xmlns="urn:callhome:signature:1" id="{id}">
+  <name>{name}</name>
+  <revision>1.0</revision>
+  <author>Ada Marlowe</author>
+  <description>What this test waits for.</description>
+  <event>{event}</event>
+  <commands>{commands}</commands>
+  <message>
+    <subject>$ds_name on $ds_host</subject>
+    <text>The log says: $ds_event</text>
+  </message>
+  <alertGroup>crash</alertGroup>
+</diagnosticSignature>
+"""
+
+
+class SignatureRuns(harness.EndToEnd):
+    def setUp(self):
+        super().setUp()
+        os.chmod(self.folder, 0o755)  # the user of the commands has to reach the socket
+
+    def start(self, *options, within=()):
+        """A service whose commands may reach it, whoever runs them."""
+        service = self.start_service("--system", "--log-socket", self.folder / "log.sock",
+                                     "--allow-unsigned-signatures", *options, within=within)
+        os.chmod(service.folder, 0o755)
+        return service
+
+    def install(self, service, event, *commands, number=4711, name="unit-failed"):
+        lines = "".join(f"<command>{command}</command>" for command in commands or ["show version"])
+        file = self.folder / f"{number}.xml"
+        file.write_text(SIGNATURE.format(id=number, name=name, event=event, commands=lines))
+        self.shell(service, f"callhome diagnostic-signature load {file}",
+                   f"callhome diagnostic-signature install {number}",
+                   "configure terminal", "callhome", "diagnostic-signature", "active")
+
+    def log(self, text):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+            sender.connect(str(self.folder / "log.sock"))
+            sender.send(text.encode())
+
+    def test_a_log_line_brings_a_mail_with_the_output_of_the_commands(self):
+        server = self.start_mail_server()
+        service = self.start()
+        self.configure(service, server.port, "destination-profile ops alert-group crash")
+        self.install(service, "<log>unit7 failed with status [0-9]+</log>", "show version",
+                     "show callhome destination-profile ops")
+        self.log("<13>Nov 21 08:00:00 init[1]: unit6 failed with status 1")
+        self.log("<13>Nov 21 08:00:00 init[1]: unit7 failed with status 203")
+        server.wait(lambda s: len(s.mails) == 1)
+        mail = server.mails[0].content.decode()
+        self.assertIn("\nSubject: unit-failed on ", mail.replace("\r", ""))
+        self.assertIn("The log says: init[1]: unit7 failed with status 203", mail.replace("\r\n", " "))
+        self.assertIn("Output of show version", mail)
+        self.assertIn(self.shell(service, "show version").stdout.splitlines()[0], mail)
+        # What the command asked this same service for, while it composed the message.
+        self.assertIn("ops@example.net", mail.split("Output of show callhome destination-profile ops")[1])
+        self.assertRegex(self.shell(service, "show diagnostic-signature callhome state").stdout,
+                         r"Runs: +1 since it was installed")
+        self.assertRegex(self.shell(service, "show diagnostic-signature callhome messages").stdout,
+                         r"Sent: +1\b")
+
+    def start_beside(self, script, *options):
+        """As start(), but with a command shell beside the service that does what the script says."""
+        programs = self.folder / "bin"
+        programs.mkdir()
+        shutil.copy2(harness.PROGRAMS / "callhomed", programs)
+        shell = programs / "callhome"
+        shell.write_text("#!/bin/sh\n" + script)
+        shell.chmod(0o755)
+        return self.start(
+            *options, within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', programs / "callhomed"))
+
+    def test_commands_that_hang_or_flood_are_ended_and_the_service_goes_on(self):
+        server = self.start_mail_server()
+        service = self.start_beside(
+            'case "$4" in "show version") exec sleep 1000 ;; *) while :; do echo flood; done ;; esac',
+            "--command-limit", "1")
+        self.configure(service, server.port, "destination-profile ops alert-group crash")
+        self.install(service, "<log>failed</log>", "show version", "show callhome")
+        self.log("unit7 failed")
+        self.shell(service, "show callhome")  # while the commands run
+        server.wait(lambda s: len(s.mails) == 1)
+        mail = server.mails[0].content.decode()
+        self.assertIn("(ended after 1 s)", mail.split("Output of show version")[1].split("Output of")[0])
+        self.assertIn("(ended after 262144 bytes of output)", mail.split("Output of show callhome")[1])
+        failures = self.shell(service, "show diagnostic-signature callhome statistics failure").stdout
+        self.assertIn("ended after 262144 bytes of output", failures)
+
+
+if __name__ == "__main__":
+    unittest.main()

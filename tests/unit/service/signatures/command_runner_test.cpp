@@ -1,0 +1,209 @@
+#include "signatures/command_runner.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <optional>
+
+#include "shell_script.h"
+
+namespace callhome::service {
+namespace {
+
+using tests::ShellScript;
+
+constexpr std::size_t plenty = 100'000;
+
+class CommandRunnerTest : public testing::Test {
+ protected:
+    void start(const CommandSettings& settings) { runner_.emplace(io_, settings); }
+    CommandResult run(const std::string& command = "show version", std::size_t most = plenty) {
+        if (!runner_) {
+            start(shell_.settings());
+        }
+        std::optional<CommandResult> result;
+        runner_->run(command, most, [&](CommandResult done) { result = std::move(done); });
+        EXPECT_FALSE(result.has_value()) << "answered from within the call";
+        EXPECT_TRUE(tests::run_until(io_, [&] { return result.has_value(); }));
+        return result.value_or(CommandResult{});
+    }
+    CommandResult run_script(const std::string& script, std::size_t most = plenty) {
+        shell_.write(script);
+        return run("show version", most);
+    }
+
+    asio::io_context io_;
+    ShellScript shell_;
+    std::optional<CommandRunner> runner_;
+};
+
+TEST_F(CommandRunnerTest, HandsTheCommandToTheShell) {
+    const CommandResult result = run_script("for word; do echo \"<$word>\"; done");
+    EXPECT_EQ(result.ending, CommandEnding::done);
+    EXPECT_EQ(result.output, "<--socket>\n</run/some.sock>\n<-c>\n<show version>\n");
+    EXPECT_EQ(result.reason, "");
+}
+
+TEST_F(CommandRunnerTest, TakesBothStreamsAndSaysThatTheShellFailed) {
+    const CommandResult result = run_script("echo one; echo two >&2; exit 3");
+    EXPECT_EQ(result.ending, CommandEnding::failed);
+    EXPECT_EQ(result.output, "one\ntwo\n");
+    EXPECT_EQ(result.reason, "ended with status 3");
+    EXPECT_EQ(run_script("kill -TERM $$").reason, "ended by signal 15");
+}
+
+TEST_F(CommandRunnerTest, RunsShowCommandsOnly) {
+    for (const char* command :
+         {"reload", "shown", "", " show version", "show version\nreload", "sh version"}) {
+        const CommandResult result = run(command);
+        EXPECT_EQ(result.ending, CommandEnding::not_started) << command;
+        EXPECT_EQ(result.reason, "only show commands are run") << command;
+    }
+    EXPECT_EQ(run("show").ending, CommandEnding::done);
+}
+
+TEST_F(CommandRunnerTest, IsNoShell) {
+    EXPECT_EQ(run("show $(id) `id` ; id | id > /tmp/x").output, "show $(id) `id` ; id | id > /tmp/x\n");
+}
+
+TEST_F(CommandRunnerTest, GivesTheCommandNothingOfThisProcess) {
+    ASSERT_EQ(::setenv("CALLHOME_SECRET", "leaked", 1), 0);
+    const int inherited = ::open("/dev/null", O_RDONLY);  // without O_CLOEXEC
+    const CommandResult result =
+        run_script("tr '\\0' ',' </proc/self/environ; cd /proc/self/fd && echo [0-9]*; cat; pwd");
+    ::close(inherited);
+    ::unsetenv("CALLHOME_SECRET");
+    // A shell adds PWD and the like to what its own children get.
+    EXPECT_EQ(result.output.find("leaked"), std::string::npos) << result.output;
+    // The last of the descriptors is that of the folder, if it is still there.
+    EXPECT_NE(result.output.find("0 1 2"), std::string::npos) << result.output;
+    EXPECT_EQ(result.output.find(" " + std::to_string(inherited) + "\n"), std::string::npos)
+        << result.output;
+}
+
+TEST_F(CommandRunnerTest, RunsAsNobodyWhereThisProcessIsRoot) {
+    const CommandResult result = run_script("id -u; id -G; id -u root >/tmp/callhome-must-not-be-there");
+    std::string expected = std::to_string(::getuid()) + "\n";
+    if (::geteuid() == 0) {
+        expected = "65534\n65534\n";
+    }
+    EXPECT_TRUE(result.output.starts_with(expected)) << result.output;
+    EXPECT_NE(result.ending, CommandEnding::done) << "a file can be written";
+    struct stat status {};
+    if (::stat("/tmp/callhome-must-not-be-there", &status) == 0) {
+        EXPECT_EQ(status.st_size, 0);
+        ::unlink("/tmp/callhome-must-not-be-there");
+    }
+}
+
+TEST_F(CommandRunnerTest, RunsNothingAsRoot) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root has a choice";
+    }
+    CommandSettings settings = shell_.settings();
+    for (const auto& [user, reason] :
+         {std::pair{"root", "commands are not run as root"},
+          std::pair{"no-such-user", "there is no user no-such-user to run commands"}}) {
+        settings.user = user;
+        start(settings);
+        const CommandResult result = run();
+        EXPECT_EQ(result.ending, CommandEnding::not_started);
+        EXPECT_EQ(result.reason, reason);
+    }
+}
+
+TEST_F(CommandRunnerTest, SaysWhyAProgramCannotBeStarted) {
+    CommandSettings settings = shell_.settings();
+    settings.program = "/nowhere/callhome";
+    start(settings);
+    const CommandResult result = run();
+    EXPECT_EQ(result.ending, CommandEnding::not_started);
+    EXPECT_EQ(result.reason, "/nowhere/callhome cannot be started: No such file or directory");
+    EXPECT_EQ(result.output, "");
+}
+
+TEST_F(CommandRunnerTest, EndsACommandThatPrintsTooMuch) {
+    const CommandResult result = run_script("while :; do echo 0123456789; done", 25);
+    EXPECT_EQ(result.ending, CommandEnding::too_much);
+    EXPECT_EQ(result.output, "0123456789\n0123456789\n012");
+    EXPECT_EQ(result.reason, "ended after 25 bytes of output");
+    EXPECT_EQ(run_script("printf 0123456789", 10).ending, CommandEnding::done);
+}
+
+// Processes that hold the one end of a pipe in the file system; the other end shows when all have gone.
+class CommandGroup : public CommandRunnerTest {
+ protected:
+    CommandGroup() {
+        EXPECT_EQ(::mkfifo(path_.c_str(), 0666), 0);
+        EXPECT_EQ(::chmod(path_.c_str(), 0666), 0);
+        read_end_ = ::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    }
+    ~CommandGroup() override { ::close(read_end_); }
+
+    // Of a child of the command, which says so when it is there.
+    std::string hold() const { return "(exec 9>" + path_.string() + "; echo here >&9; exec sleep 1000) &"; }
+    bool is_held() {
+        std::array<char, 64> bytes;
+        return ::read(read_end_, bytes.data(), bytes.size()) > 0;
+    }
+    bool is_let_go() const {
+        pollfd end{read_end_, 0, 0};
+        constexpr int patience = 30'000;
+        return ::poll(&end, 1, patience) == 1 && (end.revents & POLLHUP) != 0;
+    }
+
+    std::filesystem::path path_ = shell_.folder() / "held";
+    int read_end_ = -1;
+};
+
+TEST_F(CommandGroup, IsEndedAsAWholeWhenItTakesTooLong) {
+    CommandSettings settings = shell_.settings();
+    settings.time = std::chrono::milliseconds(500);
+    start(settings);
+    const CommandResult result = run_script(hold() + " echo before; wait");
+    EXPECT_EQ(result.ending, CommandEnding::too_long);
+    EXPECT_EQ(result.output, "before\n");
+    EXPECT_EQ(result.reason, "ended after 0.5 s");
+    EXPECT_TRUE(is_let_go());
+}
+
+TEST_F(CommandGroup, LeavesNothingBehind) {
+    const CommandResult result = run_script(hold() + " read line <" + path_.string() + "; echo done");
+    EXPECT_EQ(result.ending, CommandEnding::done) << result.output;
+    EXPECT_TRUE(is_let_go());
+}
+
+TEST_F(CommandGroup, EndsWithItsRunner) {
+    shell_.write(hold() + " wait");
+    start(shell_.settings());
+    runner_->run("show version", plenty, [](const CommandResult&) { ADD_FAILURE() << "it has no end"; });
+    EXPECT_TRUE(tests::run_until(io_, [this] { return is_held(); }));
+    runner_.reset();
+    EXPECT_TRUE(is_let_go());
+    io_.restart();
+    io_.poll();
+}
+
+TEST_F(CommandRunnerTest, RunsSeveralSideBySide) {
+    // Each waits until the other one has come.
+    ASSERT_EQ(::mkfifo((shell_.folder() / "meet").c_str(), 0666), 0);
+    ASSERT_EQ(::chmod((shell_.folder() / "meet").c_str(), 0666), 0);
+    const std::string meet = (shell_.folder() / "meet").string();
+    shell_.write("if [ \"$4\" = 'show one' ]; then echo hello >" + meet + "; else read line <" + meet +
+                 "; fi; echo met");
+    start(shell_.settings());
+    std::vector<std::string> outputs;
+    for (const char* command : {"show one", "show two"}) {
+        runner_->run(command, plenty,
+                     [&](const CommandResult& result) { outputs.push_back(result.output); });
+    }
+    EXPECT_TRUE(tests::run_until(io_, [&] { return outputs.size() == 2; }));
+    EXPECT_EQ(outputs, (std::vector<std::string>{"met\n", "met\n"}));
+}
+
+}  // namespace
+}  // namespace callhome::service
