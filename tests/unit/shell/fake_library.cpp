@@ -21,6 +21,7 @@ constexpr std::uint32_t inventory_period_value = 45;
 constexpr std::uint32_t server_priority_value = 97;
 constexpr std::uint32_t proxy_port_value = 100;
 constexpr std::uint32_t signature_value = 107;
+constexpr std::uint32_t described_signature_value = 130;
 
 std::string text_of(const TokenRecord& token) {
     switch (token.keyword_id) {
@@ -30,6 +31,7 @@ std::string text_of(const TokenRecord& token) {
         case inventory_period_value:
         case proxy_port_value:
         case signature_value:
+        case described_signature_value:
         case server_priority_value: {
             std::uint32_t number = 0;
             std::memcpy(&number, token.value, sizeof number);
@@ -165,6 +167,11 @@ std::uint32_t ch_exec_gch_ds_install(CommandContext* context) {
     }
     return 0;
 }
+TELLING_HANDLER(ch_show_gch_ds)
+TELLING_HANDLER(ch_show_gch_ds_id)
+TELLING_HANDLER(ch_show_gch_ds_failure_stats_dnld)
+TELLING_HANDLER(ch_show_gch_info)
+TELLING_HANDLER(ch_test_send_msg_clear_stat)
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
     if (display_shall("print bytes")) {
