@@ -14,6 +14,7 @@
 #include "frame/tokens.h"
 #include "protocol/records/signature.h"
 #include "signature/expected_line.h"
+#include "signature/request.h"
 #include "signature/settings.h"
 #include "signature/table.h"
 #include "signature/text.h"
@@ -31,13 +32,6 @@ using protocol::SignatureView;
 using protocol::Status;
 
 constexpr std::uint32_t tag_view_text = 0x30740068;
-
-bool is_on_active_sup(const CommandContext& ctx) {
-    if (ctx.active_sup != active) {
-        std::fputs(command_on_active_sup_only, stderr);
-    }
-    return ctx.active_sup == active;
-}
 
 // The text that the service answers with, terminated whatever came; null when it has given none.
 template <typename Request>
@@ -257,9 +251,7 @@ uint32_t ch_test_send_msg_clear_stat(CommandContext* ctx) {
         std::fputs("Failed to execute command.\n", stderr);
         return failed;
     }
-    if (const std::uint32_t result = reply.record()->status; result != 0) {
-        std::fprintf(stderr, "%s\n", ch_get_error_string(result));
-    }
+    report_result(reply.record()->status);
     return done;
 }
 
