@@ -16,23 +16,6 @@ namespace {
 
 using protocol::ResultCode;
 
-// The detached signature beside a file; nothing when there is none.
-std::variant<std::optional<DetachedSignature>, Refusal> read_signing(const std::filesystem::path& file) {
-    for (const SigningForm& form : signing_forms) {
-        const std::filesystem::path beside = file.string() + std::string(form.suffix);
-        std::error_code ignored;
-        if (!std::filesystem::exists(std::filesystem::symlink_status(beside, ignored))) {
-            continue;
-        }
-        auto content = read_bounded_file(beside, longest_detached_signature);
-        if (auto* refusal = std::get_if<Refusal>(&content)) {
-            return std::move(*refusal);
-        }
-        return DetachedSignature{form.method, std::move(std::get<FileContent>(content).bytes)};
-    }
-    return std::optional<DetachedSignature>();
-}
-
 const Profile* find_profile(const Configuration& configuration, const std::string& name) {
     const auto found = std::ranges::find(configuration.profiles, name, &Profile::name);
     return found == configuration.profiles.end() ? nullptr : &*found;
@@ -103,7 +86,7 @@ ResultCode SignatureActions::load_file(const std::filesystem::path& path) {
     if (const auto* refusal = std::get_if<Refusal>(&content)) {
         return refuse(origin, FailureStage::file, *refusal);
     }
-    auto signing = read_signing(path);
+    auto signing = read_detached_signature(path);
     if (const auto* refusal = std::get_if<Refusal>(&signing)) {
         return refuse(origin, FailureStage::sign, *refusal);
     }
