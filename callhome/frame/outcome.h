@@ -35,8 +35,8 @@ std::uint32_t refuse_no_form();
 // Says on standard error, or as a line of its text, why a request failed; the handler's result.
 std::uint32_t report(ServiceStatus status);
 
-// Says on standard error that a request of signatures or data privacy failed; one line for every reason, since
-// scripts know no other.
+// Says on standard error that a request of signatures or data privacy failed; one line for every reason,
+// since scripts know no other.
 std::uint32_t report_failed_exchange();
 
 // Says that the service's answer ended before the record that is needed, and what follows from that.

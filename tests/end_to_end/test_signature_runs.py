@@ -1,6 +1,5 @@
 """Signatures that are set off: a line is written to the log socket, the commands run, the mail arrives, and the
 counters move."""
-import os
 import shutil
 import socket
 import unittest
@@ -27,13 +26,19 @@ SIGNATURE = """<?xml version="1.0" encoding="UTF-8"?>
 class SignatureRuns(harness.EndToEnd):
     def setUp(self):
         super().setUp()
-        os.chmod(self.folder, 0o755)  # the user of the commands has to reach the socket
+        # Where this is root, commands run as another user, who has to reach programs and socket.
+        self.folder.chmod(0o755)
+        self.programs = self.folder / "bin"
+        self.programs.mkdir(mode=0o755)
+        for name in ("callhome", "callhomed", "libcallhome.so"):
+            shutil.copy(harness.PROGRAMS / name, self.programs)
+            (self.programs / name).chmod(0o755)
 
-    def start(self, *options, within=()):
-        """A service whose commands may reach it, whoever runs them."""
-        service = self.start_service("--system", "--log-socket", self.folder / "log.sock",
-                                     "--allow-unsigned-signatures", *options, within=within)
-        os.chmod(service.folder, 0o755)
+    def start(self, *options):
+        service = self.start_service(
+            "--system", "--log-socket", self.folder / "log.sock", "--allow-unsigned-signatures", *options,
+            within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', self.programs / "callhomed"))
+        service.folder.chmod(0o755)
         return service
 
     def install(self, service, event, *commands, number=4711, name="unit-failed"):
@@ -70,22 +75,12 @@ class SignatureRuns(harness.EndToEnd):
         self.assertRegex(self.shell(service, "show diagnostic-signature callhome messages").stdout,
                          r"Sent: +1\b")
 
-    def start_beside(self, script, *options):
-        """As start(), but with a command shell beside the service that does what the script says."""
-        programs = self.folder / "bin"
-        programs.mkdir()
-        shutil.copy2(harness.PROGRAMS / "callhomed", programs)
-        shell = programs / "callhome"
-        shell.write_text("#!/bin/sh\n" + script)
-        shell.chmod(0o755)
-        return self.start(
-            *options, within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', programs / "callhomed"))
-
     def test_commands_that_hang_or_flood_are_ended_and_the_service_goes_on(self):
         server = self.start_mail_server()
-        service = self.start_beside(
-            'case "$4" in "show version") exec sleep 1000 ;; *) while :; do echo flood; done ;; esac',
-            "--command-limit", "1")
+        (self.programs / "callhome").write_text(
+            '#!/bin/sh\n'
+            'case "$4" in "show version") exec sleep 1000 ;; *) while :; do echo flood; done ;; esac\n')
+        service = self.start("--command-limit", "1")
         self.configure(service, server.port, "destination-profile ops alert-group crash")
         self.install(service, "<log>failed</log>", "show version", "show callhome")
         self.log("unit7 failed")

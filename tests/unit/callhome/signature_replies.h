@@ -2,6 +2,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,9 +13,8 @@ namespace callhome::test {
 
 // A reply that is just these characters, whether they hold a terminator or not.
 inline Answer characters(std::string_view text) {
-    Bytes bytes(text.size());
-    std::memcpy(bytes.data(), text.data(), text.size());
-    return {.reply = bytes};
+    const auto bytes = std::as_bytes(std::span(text));
+    return {.reply = Bytes(bytes.begin(), bytes.end())};
 }
 
 inline Answer text_answer(const std::string& text) {

@@ -52,7 +52,7 @@ constexpr Place places[] = {
     {"configuration", "", "no|do|callhome|snmp-server|exit|quit|end|help"},
     {"configuration", "callhome ", "test|send|diagnostic-signature <cr>"},
     {"configuration", "no ", "callhome|snmp-server"},
-    {"configuration", "do show ", "callhome|running-config|history|version"},
+    {"configuration", "do show ", "callhome|diagnostic-signature|running-config|history|version"},
     {"configuration", "sh", "show"},
     {"configuration", "n", "no"},
     {"call-home", "switch-priority ", "<0-7>"},

@@ -338,9 +338,12 @@ constexpr Line errors[] = {
      "error at 0: Invalid input at \"wrod\": expected configure, callhome, show, clear, exit, quit, end, "
      "help"},
     {"exec", "show  wrod",
-     "error at 6: Invalid input at \"wrod\": expected callhome, running-config, history, version"},
+     "error at 6: Invalid input at \"wrod\": expected callhome, diagnostic-signature, running-config, "
+     "history, version"},
     {"exec", "show version now", "error at 13: Invalid input at \"now\": nothing more can stand here"},
-    {"exec", "show", "error at 4: Incomplete command: expected callhome, running-config, history, version"},
+    {"exec", "show",
+     "error at 4: Incomplete command: expected callhome, diagnostic-signature, running-config, history, "
+     "version"},
     {"exec", "do show version",
      "error at 0: Invalid input at \"do\": expected configure, callhome, show, clear, exit, quit, end, "
      "help"},

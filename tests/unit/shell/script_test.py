@@ -53,14 +53,16 @@ class Script(unittest.TestCase):
     def test_an_error_of_a_command_names_its_number(self):
         done = shell("-c", "show version", "-c", "show wrod")
         self.assertEqual(done.stderr,
-                         'command 2: Invalid input at "wrod": expected callhome, running-config, history, version\n')
+                         'command 2: Invalid input at "wrod": expected callhome, diagnostic-signature, '
+                         'running-config, history, version\n')
         self.assertEqual(done.returncode, 1)
 
     def test_an_error_of_a_file_names_file_and_line_and_ends_the_script(self):
         name = self.script("! a comment\n\nshow version\r\nshow\nshow version\n")
         done = shell("-f", name)
         self.assertEqual(done.stdout.count("callhome "), 1)
-        self.assertEqual(done.stderr, f"{name}:4: Incomplete command: expected callhome, running-config, history, version\n")
+        self.assertEqual(done.stderr, f"{name}:4: Incomplete command: expected callhome, diagnostic-signature, "
+                                      "running-config, history, version\n")
         self.assertEqual(done.returncode, 1)
 
     def test_a_file_may_begin_with_a_byte_order_mark(self):
