@@ -72,11 +72,8 @@ class DocumentBuilder {
     }
 
     std::string qualified(const xmlChar* local, const xmlChar* its_prefix, const xmlChar* its_uri) const {
-        const std::string name = text_of(local);
-        if (text_of(its_uri) == name_space_) {
-            return name;
-        }
-        return text_of(its_prefix) + ":" + name;
+        std::string name = text_of(local);
+        return text_of(its_uri) == name_space_ ? name : text_of(its_prefix) + ":" + name;
     }
 
     std::variant<XmlElement, XmlError> finish(bool well_formed) {

@@ -20,8 +20,8 @@ constexpr std::uint32_t port_value = 15;
 constexpr std::uint32_t inventory_period_value = 45;
 constexpr std::uint32_t server_priority_value = 97;
 constexpr std::uint32_t proxy_port_value = 100;
-constexpr std::uint32_t signature_value = 107;
 constexpr std::uint32_t described_signature_value = 130;
+constexpr std::uint32_t signature_value = 107;
 
 std::string text_of(const TokenRecord& token) {
     switch (token.keyword_id) {
@@ -30,8 +30,8 @@ std::string text_of(const TokenRecord& token) {
         case port_value:
         case inventory_period_value:
         case proxy_port_value:
-        case signature_value:
         case described_signature_value:
+        case signature_value:
         case server_priority_value: {
             std::uint32_t number = 0;
             std::memcpy(&number, token.value, sizeof number);
@@ -144,6 +144,11 @@ TELLING_HANDLER(callhome_pxd_commit)
 TELLING_HANDLER(callhome_clear_session)
 TELLING_HANDLER(callhome_show_user_def_cmds)
 TELLING_HANDLER(callhome_show_sw_inventory)
+TELLING_HANDLER(ch_show_gch_ds)
+TELLING_HANDLER(ch_show_gch_ds_id)
+TELLING_HANDLER(ch_show_gch_ds_failure_stats_dnld)
+TELLING_HANDLER(ch_show_gch_info)
+TELLING_HANDLER(ch_test_send_msg_clear_stat)
 TELLING_HANDLER(ch_exec_gch_ds_load_file)
 TELLING_HANDLER(ch_exec_gch_ds_download)
 TELLING_HANDLER(ch_exec_gch_ds_deinstall)
@@ -167,11 +172,6 @@ std::uint32_t ch_exec_gch_ds_install(CommandContext* context) {
     }
     return 0;
 }
-TELLING_HANDLER(ch_show_gch_ds)
-TELLING_HANDLER(ch_show_gch_ds_id)
-TELLING_HANDLER(ch_show_gch_ds_failure_stats_dnld)
-TELLING_HANDLER(ch_show_gch_info)
-TELLING_HANDLER(ch_test_send_msg_clear_stat)
 
 std::uint32_t callhome_show_emailconf(CommandContext*) {
     if (display_shall("print bytes")) {

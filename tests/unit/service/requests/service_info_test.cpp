@@ -1,5 +1,7 @@
 #include <array>
 
+#include <fmt/format.h>
+
 #include "delivery/queue.h"
 #include "protocol/records/signature.h"
 #include "requests_fixture.h"

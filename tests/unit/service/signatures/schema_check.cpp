@@ -14,9 +14,9 @@ void keep_error(void* errors, xmlErrorPtr error) {
 
 }  // namespace
 
-std::string why_invalid_signature(std::string_view text) {
+std::string why_invalid(const char* schema_file, std::string_view text) {
     const std::unique_ptr<xmlSchemaParserCtxt, decltype(&xmlSchemaFreeParserCtxt)> parser(
-        xmlSchemaNewParserCtxt(SIGNATURE_SCHEMA), &xmlSchemaFreeParserCtxt);
+        xmlSchemaNewParserCtxt(schema_file), &xmlSchemaFreeParserCtxt);
     const std::unique_ptr<xmlSchema, decltype(&xmlSchemaFree)> schema(xmlSchemaParse(parser.get()),
                                                                       &xmlSchemaFree);
     const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(

@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include "schema_check.h"
+
 namespace callhome::service {
 namespace {
 
@@ -32,6 +34,13 @@ TEST(SignatureIndex, GivesItsEntriesInTheirOrder) {
     EXPECT_EQ(found[1].id, 3U);
 }
 
+TEST(SignatureIndex, WhatIsReadIsValidByTheShippedSchema) {
+    for (const std::size_t count : {0U, 1U, 256U}) {
+        EXPECT_EQ(tests::why_invalid(INDEX_SCHEMA, index_with(entries(count))), "");
+    }
+    EXPECT_NE(tests::why_invalid(INDEX_SCHEMA, index_with(entries(257))), "");
+}
+
 TEST(SignatureIndex, MayBeEmpty) {
     EXPECT_TRUE(std::get<std::vector<IndexEntry>>(read_signature_index(index_with(""))).empty());
 }
@@ -55,6 +64,14 @@ TEST_P(UnreadableIndex, IsRefusedAndSaysWhy) {
     ASSERT_TRUE(std::holds_alternative<Refusal>(index));
     EXPECT_EQ(std::get<Refusal>(index).code, ResultCode::http_answer_unreadable);
     EXPECT_TRUE(std::get<Refusal>(index).why.starts_with("index")) << std::get<Refusal>(index).why;
+}
+
+// But for the blank before a number, which a schema lets pass, and the document type, which it does not
+// see.
+TEST_P(UnreadableIndex, IsInvalidByTheShippedSchemaToo) {
+    const bool is_beyond_schemas =
+        GetParam().find("id=\" 1\"") != std::string::npos || GetParam().starts_with("<!DOCTYPE");
+    EXPECT_EQ(tests::why_invalid(INDEX_SCHEMA, GetParam()).empty(), is_beyond_schemas);
 }
 
 INSTANTIATE_TEST_SUITE_P(
