@@ -78,7 +78,9 @@ void serve(const Options& options) {
     DistributionSession session(database, store, commit_engine);
     Dispatcher dispatcher(store, messages, software, session);
     InventoryTimer inventory(io, database, store.configuration(), messages, options.delivery);
-    dispatcher.when_changed([&inventory] { inventory.settings_may_have_changed(); });
+    const auto settings_may_have_changed = [&inventory] { inventory.settings_may_have_changed(); };
+    dispatcher.when_changed(settings_may_have_changed);
+    session.when_committed(settings_may_have_changed);
     Listener listener = open_listener(options);
     Server server(io, dispatcher, listener.release(),
                   [policy = ChangePolicy::of_this_process()](const PeerCredentials& peer) {
