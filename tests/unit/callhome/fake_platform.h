@@ -1,6 +1,7 @@
 // A platform that records what the library asks of it and answers from a script.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -127,7 +128,7 @@ inline Answer cut(Answer whole, std::size_t length) {
 template <std::size_t size>
 void put(char (&field)[size], std::string_view text) {
     std::memset(field, 0, size);
-    std::memcpy(field, text.data(), std::min(text.size(), size));
+    std::copy_n(text.begin(), std::min(text.size(), size), field);
 }
 
 // A field up to its terminator, or all of it.
