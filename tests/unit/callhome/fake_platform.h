@@ -127,7 +127,7 @@ inline Answer cut(Answer whole, std::size_t length) {
 template <std::size_t size>
 void put(char (&field)[size], std::string_view text) {
     std::memset(field, 0, size);
-    std::memcpy(field, text.data(), std::min(text.size(), size));
+    text.copy(field, size);
 }
 
 // A field up to its terminator, or all of it.
