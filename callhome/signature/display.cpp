@@ -191,7 +191,7 @@ uint32_t ch_show_gch_ds(CommandContext* ctx) {
     if (!begin_output(*ctx, __func__, __LINE__)) {
         return failed;
     }
-    if (is_on_standby(*ctx)) {
+    if (!is_on_active_sup(*ctx)) {
         print_tuple(tag_error, "%s", buffer);
         cli_print_send(h);
         return failed;
@@ -207,7 +207,7 @@ uint32_t ch_show_gch_ds(CommandContext* ctx) {
 }
 
 uint32_t ch_show_gch_ds_id(CommandContext* ctx) {
-    if (is_on_standby(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
+    if (!is_on_active_sup(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
         return failed;
     }
     const OwnedText text = ask_for_view(view_of(*ctx), *ctx);
@@ -220,7 +220,7 @@ uint32_t ch_show_gch_ds_id(CommandContext* ctx) {
 }
 
 uint32_t ch_show_gch_ds_failure_stats_dnld(CommandContext* ctx) {
-    if (is_on_standby(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
+    if (!is_on_active_sup(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
         return failed;
     }
     const Statistics* table = statistics_of(*ctx);
@@ -239,7 +239,7 @@ uint32_t ch_show_gch_ds_failure_stats_dnld(CommandContext* ctx) {
 }
 
 uint32_t ch_test_send_msg_clear_stat(CommandContext* ctx) {
-    if (is_on_standby(*ctx)) {
+    if (!is_on_active_sup(*ctx)) {
         return failed;
     }
     cmd_type = class_exec;
@@ -257,7 +257,7 @@ uint32_t ch_test_send_msg_clear_stat(CommandContext* ctx) {
 
 uint32_t ch_show_gch_info(CommandContext* ctx) {
     const ServiceInfoRequest request{.info_type = number_of(*ctx, info_keywords, &InfoKeyword::info)};
-    if (is_on_standby(*ctx)) {
+    if (!is_on_active_sup(*ctx)) {
         return failed;
     }
     const OwnedText text = ask_for_text(Opcode::service_info, request, *ctx);
