@@ -2,7 +2,8 @@
 add_library(callhome_build_flags INTERFACE)
 
 target_compile_options(callhome_build_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wzero-as-null-pointer-constant -Wsuggest-override
+  -Wredundant-decls -Werror
   -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
 target_compile_definitions(callhome_build_flags INTERFACE
   _GLIBCXX_ASSERTIONS

@@ -122,7 +122,9 @@ void serve(const Options& options) {
     facts.socket = options.socket;
     Dispatcher dispatcher(store, messages, software, session, signature_actions, facts);
     InventoryTimer inventory(io, database, store.configuration(), messages, options.delivery);
-    dispatcher.when_changed([&inventory] { inventory.settings_may_have_changed(); });
+    const auto settings_may_have_changed = [&inventory] { inventory.settings_may_have_changed(); };
+    dispatcher.when_changed(settings_may_have_changed);
+    session.when_committed(settings_may_have_changed);
     SignatureRunner signatures(io, catalogue, store.configuration(), messages, command_settings(options),
                                options.delivery);
     LogSources log_sources(

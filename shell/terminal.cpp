@@ -23,6 +23,7 @@ namespace {
 constexpr const char* program_name = "callhome";  // in ~/.editrc
 constexpr std::string_view start_marking_pastes = "\033[?2004h";
 constexpr std::string_view stop_marking_pastes = "\033[?2004l";
+constexpr std::string_view clear_line = "\r\033[K";
 constexpr std::string_view end_of_paste = "\033[201~";
 // No key sends it.
 constexpr const wchar_t* insert_pasted_key = L"\033[callhome-paste~";
@@ -225,7 +226,9 @@ unsigned char Terminal::insert_pasted(EditLine* editor, wint_t) {
         return CC_REFRESH;
     }
     self.line_was_pasted_ = true;
-    // The line is drawn before it is run: what is done can be read.
+    // The line is drawn before it is run: what is done can be read. The editor draws it with the prompt, so
+    // the prompt that stands there makes room.
+    write_out(clear_line);
     el_set(editor, EL_REFRESH);
     write_out("\n");
     return CC_NEWLINE;

@@ -37,7 +37,7 @@ void take_token(DsProfileRecord& record, const TokenRecord& token) {
 // Sets what the tokens name, or removes it in the "no" form.
 template <typename Record>
 std::uint32_t configure(Opcode opcode, CommandContext& ctx) {
-    if (is_on_standby(ctx)) {
+    if (!is_on_active_sup(ctx)) {
         return failed;
     }
     cmd_type = class_configuration;
@@ -71,7 +71,7 @@ uint32_t ch_config_gch_ds_profile(CommandContext* ctx) {
 
 uint32_t ch_config_gch_ds_active(CommandContext* ctx) {
     cmd_type = class_configuration;
-    if (is_on_standby(*ctx)) {
+    if (!is_on_active_sup(*ctx)) {
         return failed;
     }
     DsActiveRecord record{};

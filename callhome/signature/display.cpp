@@ -14,6 +14,7 @@
 #include "frame/tokens.h"
 #include "protocol/records/signature.h"
 #include "signature/expected_line.h"
+#include "signature/request.h"
 #include "signature/settings.h"
 #include "signature/table.h"
 #include "signature/text.h"
@@ -31,13 +32,6 @@ using protocol::SignatureView;
 using protocol::Status;
 
 constexpr std::uint32_t tag_view_text = 0x30740068;
-
-bool is_on_active_sup(const CommandContext& ctx) {
-    if (ctx.active_sup != active) {
-        std::fputs(command_on_active_sup_only, stderr);
-    }
-    return ctx.active_sup == active;
-}
 
 // The text that the service answers with, terminated whatever came; null when it has given none.
 template <typename Request>
@@ -197,7 +191,7 @@ uint32_t ch_show_gch_ds(CommandContext* ctx) {
     if (!begin_output(*ctx, __func__, __LINE__)) {
         return failed;
     }
-    if (!is_on_active_sup(*ctx)) {
+    if (is_on_standby(*ctx)) {
         print_tuple(tag_error, "%s", buffer);
         cli_print_send(h);
         return failed;
@@ -213,7 +207,7 @@ uint32_t ch_show_gch_ds(CommandContext* ctx) {
 }
 
 uint32_t ch_show_gch_ds_id(CommandContext* ctx) {
-    if (!is_on_active_sup(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
+    if (is_on_standby(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
         return failed;
     }
     const OwnedText text = ask_for_view(view_of(*ctx), *ctx);
@@ -226,7 +220,7 @@ uint32_t ch_show_gch_ds_id(CommandContext* ctx) {
 }
 
 uint32_t ch_show_gch_ds_failure_stats_dnld(CommandContext* ctx) {
-    if (!is_on_active_sup(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
+    if (is_on_standby(*ctx) || !begin_output(*ctx, __func__, __LINE__)) {
         return failed;
     }
     const Statistics* table = statistics_of(*ctx);
@@ -245,7 +239,7 @@ uint32_t ch_show_gch_ds_failure_stats_dnld(CommandContext* ctx) {
 }
 
 uint32_t ch_test_send_msg_clear_stat(CommandContext* ctx) {
-    if (!is_on_active_sup(*ctx)) {
+    if (is_on_standby(*ctx)) {
         return failed;
     }
     cmd_type = class_exec;
@@ -257,15 +251,13 @@ uint32_t ch_test_send_msg_clear_stat(CommandContext* ctx) {
         std::fputs("Failed to execute command.\n", stderr);
         return failed;
     }
-    if (const std::uint32_t result = reply.record()->status; result != 0) {
-        std::fprintf(stderr, "%s\n", ch_get_error_string(result));
-    }
+    report_result(reply.record()->status);
     return done;
 }
 
 uint32_t ch_show_gch_info(CommandContext* ctx) {
     const ServiceInfoRequest request{.info_type = number_of(*ctx, info_keywords, &InfoKeyword::info)};
-    if (!is_on_active_sup(*ctx)) {
+    if (is_on_standby(*ctx)) {
         return failed;
     }
     const OwnedText text = ask_for_text(Opcode::service_info, request, *ctx);

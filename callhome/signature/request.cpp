@@ -7,16 +7,15 @@
 
 namespace callhome::library {
 
-bool is_on_standby(const CommandContext& ctx) {
-    if (ctx.active_sup == active) {
-        return false;
+bool is_on_active_sup(const CommandContext& ctx) {
+    if (ctx.active_sup != active) {
+        std::fputs(command_on_active_sup_only, stderr);
     }
-    std::fputs(command_on_active_sup_only, stderr);
-    return true;
+    return ctx.active_sup == active;
 }
 
 bool is_refused(const CommandContext& ctx) {
-    if (is_on_standby(ctx)) {
+    if (!is_on_active_sup(ctx)) {
         return true;
     }
     return ctx.no_form != 0 && refuse_no_form() == failed;

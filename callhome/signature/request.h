@@ -11,8 +11,8 @@ namespace callhome::library {
 // which it does not have.
 bool is_refused(const CommandContext& ctx);
 
-// True, having said so, on the standby supervisor.
-bool is_on_standby(const CommandContext& ctx);
+// False on the standby supervisor, having said so.
+bool is_on_active_sup(const CommandContext& ctx);
 
 // Says on standard error why the service refused, if it did.
 void report_result(std::uint32_t result);

@@ -50,7 +50,8 @@ Fetched judge_transfer(CURLcode result, const CurlHandle& handle, Body& body) {
         return judge_status(handle.response_code(), body);
     }
     if (is_too_long) {
-        return {FetchVerdict::too_long, "", fmt::format("the file is longer than {} bytes", body.most_bytes)};
+        return {FetchVerdict::too_long, "",
+                fmt::format("the file is longer than {} bytes", body.most_bytes)};
     }
     switch (result) {
         case CURLE_ABORTED_BY_CALLBACK:

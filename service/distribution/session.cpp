@@ -167,7 +167,9 @@ void DistributionSession::put_last_action(const LastAction& action) {
 
 Status DistributionSession::decide(Status verdict) {
     const Status cause = verdict == Status::ok ? make_effective() : verdict;
-    if (cause != Status::ok) {
+    if (cause == Status::ok) {
+        committed_();
+    } else {
         fail(cause);
     }
     return cause;

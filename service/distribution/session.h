@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include "distribution/commit_engine.h"
 #include "distribution/requester.h"
@@ -42,6 +43,8 @@ class DistributionSession {
     // The answer says whether the commit has begun; what came of it is last_action().
     protocol::Status commit(const Requester& requester);
     protocol::Status discard(const Requester& requester);
+    // `committed` is called whenever a pending copy has become the effective one.
+    void when_committed(std::function<void()> committed) { committed_ = std::move(committed); }
     // Drops the session, also that of another when `whoever_owns_it`.
     protocol::Status clear(const Requester& requester, bool whoever_owns_it);
 
@@ -64,6 +67,7 @@ class DistributionSession {
     SessionTable table_;
     std::optional<OpenSession> open_;
     LastAction last_action_;
+    std::function<void()> committed_ = [] {};
 };
 
 }  // namespace callhome::service

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "delivery/http_route.h"
+#include "messages/text.h"
 #include "signatures/bounded_file.h"
 #include "signatures/questions.h"
 #include "signatures/software_version.h"
@@ -15,23 +16,6 @@ namespace callhome::service {
 namespace {
 
 using protocol::ResultCode;
-
-// The detached signature beside a file; nothing when there is none.
-std::variant<std::optional<DetachedSignature>, Refusal> read_signing(const std::filesystem::path& file) {
-    for (const SigningForm& form : signing_forms) {
-        const std::filesystem::path beside = file.string() + std::string(form.suffix);
-        std::error_code ignored;
-        if (!std::filesystem::exists(std::filesystem::symlink_status(beside, ignored))) {
-            continue;
-        }
-        auto content = read_bounded_file(beside, longest_detached_signature);
-        if (auto* refusal = std::get_if<Refusal>(&content)) {
-            return std::move(*refusal);
-        }
-        return DetachedSignature{form.method, std::move(std::get<FileContent>(content).bytes)};
-    }
-    return std::optional<DetachedSignature>();
-}
 
 const Profile* find_profile(const Configuration& configuration, const std::string& name) {
     const auto found = std::ranges::find(configuration.profiles, name, &Profile::name);
@@ -45,13 +29,11 @@ SignatureActions::SignatureActions(Catalogue& catalogue, const Configuration& co
 
 // Who tries again sees in the failure table what is wrong; the reply has room for a code only.
 ResultCode SignatureActions::refuse(const Origin& origin, FailureStage stage, const Refusal& refusal) {
-    spdlog::warn("signature {} refused: {}", origin.name, refusal.why);
     const CatalogueEntry* kept = catalogue_.find(origin.id);
-    catalogue_.note_failure({.id = origin.id,
-                             .name = kept == nullptr ? origin.name : kept->signature->name,
-                             .stage = stage,
-                             .at = 0,
-                             .why = refusal.why});
+    const std::string& name = kept == nullptr ? origin.name : kept->signature->name;
+    spdlog::warn("signature {} refused: {}", clean_line(origin.name.empty() ? name : origin.name),
+                 clean_line(refusal.why));
+    catalogue_.note_failure({.id = origin.id, .name = name, .stage = stage, .at = 0, .why = refusal.why});
     return refusal.code;
 }
 
@@ -103,7 +85,7 @@ ResultCode SignatureActions::load_file(const std::filesystem::path& path) {
     if (const auto* refusal = std::get_if<Refusal>(&content)) {
         return refuse(origin, FailureStage::file, *refusal);
     }
-    auto signing = read_signing(path);
+    auto signing = read_detached_signature(path);
     if (const auto* refusal = std::get_if<Refusal>(&signing)) {
         return refuse(origin, FailureStage::sign, *refusal);
     }
@@ -225,7 +207,7 @@ std::optional<Refusal> SignatureActions::why_not_installed(const Signature& sign
         const auto value = values.find(variable.name);
         if (value != values.end()) {
             if (const auto refusal = refuse_value(variable, value->second)) {
-                return Refusal{refusal->code, fmt::format("{}: {}", variable.name, refusal->why)};
+                return refusal;
             }
         } else if (!variable.is_asked_for()) {
             return Refusal{ResultCode::environment_missing,
@@ -319,7 +301,7 @@ ResultCode SignatureActions::set_variable(const std::string& name, const std::st
     if (!is_variable_name(name) || std::ranges::find(built_in::names, name) != built_in::names.end()) {
         return ResultCode::variable_name_invalid;
     }
-    if (refuse_value({}, value)) {
+    if (value.empty() || refuse_value({}, value)) {
         return ResultCode::parameter_invalid;
     }
     const VariableValues& environment = catalogue_.settings().environment;

@@ -89,6 +89,16 @@ DownloadedFile fetch_signature(const DownloadJob& job, const FetchFile& fetch, s
     return file;
 }
 
+// What is fetched is held in memory until all of it is there.
+DownloadedFile too_much(std::uint32_t id) {
+    DownloadedFile file;
+    file.id = id;
+    file.refusal =
+        Refusal{ResultCode::over_length,
+                fmt::format("the files before it have {} bytes; ask for it alone", longest_of_all)};
+    return file;
+}
+
 DownloadResult fetch_all(const DownloadJob& job, const FetchFile& fetch) {
     const Found found = fetch_from_any(job, fetch, "index.xml");
     if (found.fetched.verdict != FetchVerdict::fetched) {
@@ -104,11 +114,15 @@ DownloadResult fetch_all(const DownloadJob& job, const FetchFile& fetch) {
         return {*refusal, {}};
     }
     DownloadResult result;
+    std::size_t bytes = 0;
     for (const IndexEntry& entry : std::get<std::vector<IndexEntry>>(index)) {
         const auto present = job.present.find(entry.id);
-        if (present == job.present.end() || present->second != entry.revision) {
-            result.files.push_back(fetch_signature(job, fetch, entry.id));
+        if (present != job.present.end() && present->second == entry.revision) {
+            continue;
         }
+        result.files.push_back(bytes < longest_of_all ? fetch_signature(job, fetch, entry.id)
+                                                      : too_much(entry.id));
+        bytes += result.files.back().xml.size();
     }
     return result;
 }

@@ -39,6 +39,9 @@ struct DownloadResult {
 
 using FetchFile = std::function<Fetched(const std::string& url, std::size_t most_bytes)>;
 
+// Bytes of all files of a download together; when they are reached, no further file is asked for.
+inline constexpr std::size_t longest_of_all = 32UL * 1024UL * 1024UL;
+
 // Asks `fetch` for one file after the other.
 DownloadResult download_files(const DownloadJob& job, const FetchFile& fetch);
 

@@ -75,7 +75,7 @@ class Reader {
         const SignatureVariable& variable = variable_at(found);
         const std::string value = read_text(answered.answer);
         if (const auto refusal = refuse_value(variable, value)) {
-            complain(answered, ResultCode::prompt_value_invalid, variable.name + ": " + refusal->why);
+            complain(answered, ResultCode::prompt_value_invalid, refusal->why);
             return;
         }
         answers_.values[variable.name] = value;

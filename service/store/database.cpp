@@ -11,8 +11,8 @@
 namespace callhome::service {
 namespace {
 
-// 1: what one switch is configured with. 2: all of it, and the pending copy. 3: diagnostic signatures. Later
-// versions add tables only.
+// 1: what one switch is configured with. 2: all of it, and the pending copy. 3: diagnostic signatures.
+// Later versions add tables only.
 constexpr int schema_version = 3;
 
 // SQLite would create the file with the process's umask; what it holds is nobody else's business.

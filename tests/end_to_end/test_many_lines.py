@@ -26,7 +26,8 @@ class ManyLines(harness.EndToEnd):
         addresses = [f"a{k:02}@example.net" for k in range(100)]
         self.assertEqual({name: kept[name]["email"] for name in kept if name.startswith("p")},
                          {f"p{i:03}": addresses for i in range(profiles)})
-        shown = [line.strip() for line in self.shell(service, "show running-config callhome").stdout.splitlines() if "email-addr" in line]
+        shown = self.shell(service, "show running-config callhome").stdout.splitlines()
+        shown = [line.strip() for line in shown if "email-addr" in line]
         self.assertEqual(shown, lines[profiles:])
 
 

@@ -3,73 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-
-#include <filesystem>
 #include <map>
 
 #include "callhome/context.h"
 #include "context.h"
+#include "parsed_line.h"
 #include "real_grammar.h"
 
 namespace callhome::shell {
 namespace {
-
-constexpr std::uint32_t host_kinds = 0x40000000;  // what the kinds of a host_text begin with
-
-std::string value_text(const CheckedValue& value) {
-    if (const auto* text = std::get_if<std::string>(&value.value)) {
-        if (value.value_kind != 0) {
-            return "kind " + std::to_string(value.value_kind - host_kinds) + ":" + *text;
-        }
-        return (value.value_type == CALLHOME_VALUE_HOST_NAME ? "name:" : "") + *text;
-    }
-    if (const auto* number = std::get_if<std::uint32_t>(&value.value)) {
-        return std::string("u32:").append(std::to_string(*number));
-    }
-    if (const auto* byte = std::get_if<std::uint8_t>(&value.value)) {
-        return std::string("u8:").append(std::to_string(*byte));
-    }
-    const bool is_ipv6 = value.value_type == CALLHOME_VALUE_IPV6;
-    std::string text(INET6_ADDRSTRLEN, '\0');
-    inet_ntop(is_ipv6 ? AF_INET6 : AF_INET, std::get<AddressBlock>(value.value).data() + 4, text.data(),
-              INET6_ADDRSTRLEN);
-    return (is_ipv6 ? "ipv6:" : "ipv4:") + std::string(text.c_str());
-}
-
-// "handler no 102: 19=full_txt 17=u32:4000"
-std::string parsed(std::string_view mode, std::string_view line) {
-    const ParseResult result = parse_line(grammar(), mode_named(mode), line);
-    if (std::holds_alternative<NothingTyped>(result)) {
-        return "nothing";
-    }
-    if (const auto* error = std::get_if<ParseError>(&result)) {
-        std::string text("error at ");
-        return text.append(std::to_string(error->position)).append(": ").append(describe(*error));
-    }
-    const auto& command = std::get<ParsedCommand>(result);
-    std::string text(command.command->handler);
-    text += command.no_form ? " no" : "";
-    text += command.command->command_id == 0 ? "" : " " + std::to_string(command.command->command_id);
-    text += ":";
-    for (const ParsedToken& token : command.tokens) {
-        text.append(" ")
-            .append(std::to_string(token.keyword_id))
-            .append("=")
-            .append(value_text(token.value));
-    }
-    return text;
-}
-
-struct Line {
-    const char* mode;
-    const char* typed;
-    const char* expected;
-};
-
-void PrintTo(const Line& line, std::ostream* out) {
-    *out << line.mode << ": " << line.typed;
-}
 
 class EveryCommand : public testing::TestWithParam<Line> {};
 
@@ -258,60 +200,6 @@ constexpr Line global_lines[] = {
     {"exec", "clear callhome session", "callhome_clear_session: 52=session"},
 };
 INSTANTIATE_TEST_SUITE_P(Global, EveryCommand, testing::ValuesIn(global_lines));
-
-constexpr Line signature_lines[] = {
-    {"exec", "callhome diagnostic-signature load /tmp/link.xml",
-     "ch_exec_gch_ds_load_file: 109=/tmp/link.xml"},
-    {"exec", "callhome diagnostic-signature download 6030", "ch_exec_gch_ds_download: 107=u32:6030"},
-    {"exec", "callhome diagnostic-signature download all", "ch_exec_gch_ds_download: 108=all"},
-    {"exec", "callhome diagnostic-signature install 4294967295",
-     "ch_exec_gch_ds_install: 107=u32:4294967295"},
-    {"exec", "callhome diagnostic-signature install 0",
-     "error at 38: Invalid value: \"0\" is not a number from 1 to 4294967295"},
-    {"exec", "callhome diagnostic-signature install all",
-     "error at 38: Invalid value: \"all\" is not a number from 1 to 4294967295"},
-    {"exec", "callhome diagnostic-signature deinstall 1", "ch_exec_gch_ds_deinstall: 107=u32:1"},
-    {"exec", "callhome diagnostic-signature deinstall all", "ch_exec_gch_ds_deinstall: 108=all"},
-    {"exec", "clear callhome diagnostic-signature statistics run-time",
-     "ch_clear_gch_ds_statistics: 138=run-time"},
-    {"exec", "clear callhome diagnostic-signature statistics download",
-     "ch_clear_gch_ds_statistics: 139=download"},
-    {"exec", "clear callhome diagnostic-signature statistics",
-     "error at 46: Incomplete command: expected run-time, download"},
-    {"signature", "environment ds_if eth0 and  eth1",
-     "ch_config_gch_ds_environment: 104=ds_if 105=eth0 and  eth1"},
-    {"signature", "no environment ds_if", "ch_config_gch_ds_environment no: 104=ds_if"},
-    {"signature", "no environment ds_if eth0", "ch_config_gch_ds_environment no: 104=ds_if 105=eth0"},
-    {"signature", "environment ds_if", "error at 17: Incomplete command: expected VALUE"},
-    {"signature", "environment ds_345678901234 x",
-     "ch_config_gch_ds_environment: 104=ds_345678901234 105=x"},
-    {"signature", "environment ds_3456789012346 x",
-     "error at 12: Invalid value: \"ds_3456789012346\" is longer than 15 bytes"},
-    {"signature", "profile noc", "ch_config_gch_ds_profile: 103=noc"},
-    {"signature", "no profile noc", "ch_config_gch_ds_profile no: 103=noc"},
-    {"signature", "profile full-txt-destination", "ch_config_gch_ds_profile: 103=full_txt"},
-    {"signature", "profile short_txt", "ch_config_gch_ds_profile: 103=short_txt"},
-    {"signature", "profile ZUVA-profile", "ch_config_gch_ds_profile: 103=ZUVA-profile"},
-    {"signature", "active", "ch_config_gch_ds_active:"},
-    {"signature", "no active", "ch_config_gch_ds_active no:"},
-    {"signature", "callhome diagnostic-signature install 7", "ch_exec_gch_ds_install: 107=u32:7"},
-};
-INSTANTIATE_TEST_SUITE_P(Signatures, EveryCommand, testing::ValuesIn(signature_lines));
-
-TEST(FileNames, AreHandedOverAsAbsoluteOnes) {
-    const std::string folder = std::filesystem::current_path();
-    EXPECT_EQ(parsed("exec", "callhome diagnostic-signature load link.xml"),
-              "ch_exec_gch_ds_load_file: 109=" + folder + "/link.xml");
-    EXPECT_EQ(parsed("exec", "callhome diagnostic-signature load ./a/link.xml"),
-              "ch_exec_gch_ds_load_file: 109=" + folder + "/./a/link.xml");
-    const std::string longest = "/" + std::string(199, 'x');
-    EXPECT_EQ(parsed("exec", "callhome diagnostic-signature load " + longest),
-              "ch_exec_gch_ds_load_file: 109=" + longest);
-    const std::string too_long = std::string(200, 'x');
-    EXPECT_EQ(parsed("exec", "callhome diagnostic-signature load " + too_long),
-              "error at 35: Invalid value: \"" + too_long.substr(0, 40) +
-                  "...\" has an absolute name of more than 200 bytes");
-}
 
 constexpr Line ways_of_typing[] = {
     {"exec", "", "nothing"},

@@ -310,6 +310,13 @@ class Terminal(unittest.TestCase):
         child.send("-way\r")
         child.expect_exact("4=half-way")
 
+    def test_a_pasted_line_is_drawn_over_the_prompt_that_waits(self):
+        child = self.open()
+        child.send("\x1b[200~conf t\n\x1b[201~")
+        child.expect_exact(CONFIG)
+        drawn = child.before.rpartition("\r\x1b[K")[2]
+        self.assertEqual(re.sub(r"\x1b\[[?0-9;]*[a-zA-Z]", "", drawn).split("\n")[0].strip(), EXEC + "conf t")
+
     def site_ids(self, child, text, last):
         """Sends text faster than it is read; gives the site-ids that have arrived, up to the last."""
         sender = threading.Thread(target=lambda: self.send_all(child, text))

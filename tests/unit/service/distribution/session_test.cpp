@@ -173,6 +173,17 @@ TEST_F(SessionTest, ACommitTakesEffectWhenTheEngineHasDecided) {
     EXPECT_EQ(last().result, ActionResult::success);
 }
 
+TEST_F(SessionTest, TellsWhenACommitHasTakenEffectAndOnlyThen) {
+    std::vector<Strings> told;
+    session().when_committed([&] { told.push_back(effective()); });
+    ASSERT_EQ(add(ada, "a@example.net"), Status::ok);
+    ASSERT_EQ(session().commit(ada), Status::ok);
+    service->engine.decide(Status::not_sent);
+    EXPECT_TRUE(told.empty());
+    ASSERT_EQ(commit(ada), Status::ok);
+    EXPECT_EQ(told, (std::vector<Strings>{{"a@example.net"}}));
+}
+
 TEST_F(SessionTest, NothingElseHappensWhileACommitIsUnderWay) {
     add(ada, "a@example.net");
     session().commit(ada);

@@ -1,22 +1,13 @@
 // Clients of every kind, on a real socket. The service runs in a thread of its own.
 #include <gtest/gtest.h>
 
-#include <asio/post.hpp>
 #include <cstring>
-#include <future>
 #include <thread>
 
-#include "distribution/local_commit_engine.h"
-#include "fake_message_service.h"
-#include "fake_signatures.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/feature.h"
-#include "protocol/records/signature.h"
 #include "requests/fields.h"
-#include "server/listener.h"
-#include "server/server.h"
-#include "socket_client.h"
-#include "temporary_folder.h"
+#include "running_server.h"
 
 namespace callhome::service {
 namespace {
@@ -26,10 +17,6 @@ using protocol::Opcode;
 using protocol::Operation;
 using protocol::Status;
 using protocol::SwitchRecord;
-
-Bytes get_traps() {
-    return frame_of(Opcode::traps, Operation::get, SwitchRecord{});
-}
 
 Bytes get_contact(std::string_view name) {
     ContactRecord record{};
@@ -46,68 +33,6 @@ Bytes send_test_message() {
 Bytes get_message_text() {
     return frame_of(Opcode::message_text, Operation::get, protocol::MessageKeyRecord{.id = 1});
 }
-
-class RunningServer {
- public:
-    explicit RunningServer(ServerLimits limits = {}, bool may_change = true)
-        : listener_(folder_ / "socket", SocketAccess::own_user),
-          server_(
-              io_, dispatcher_, listener_.release(),
-              [may_change](const PeerCredentials&) { return may_change; }, limits) {
-        server_.when_empty([this] { ++times_empty_; });
-        thread_ = std::thread([this] { io_.run(); });
-    }
-
-    ~RunningServer() {
-        io_.stop();
-        thread_.join();
-    }
-
-    // Runs `function` on the service's thread and gives back what it returns.
-    template <typename Function>
-    auto within(Function function) {
-        std::packaged_task<decltype(function())()> task(std::move(function));
-        auto result = task.get_future();
-        asio::post(io_, [&task] { task(); });
-        return result.get();
-    }
-
-    std::filesystem::path socket() const { return folder_ / "socket"; }
-    Store& store() { return store_; }
-    int times_empty() {
-        return within([this] { return times_empty_; });
-    }
-    bool has_clients() {
-        return within([this] { return server_.has_clients(); });
-    }
-
-    // The service does as before.
-    void expect_well() {
-        SocketClient client(socket());
-        const auto answer = client.ask(get_traps());
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(answer->status(), Status::ok);
-    }
-
- private:
-    TemporaryFolder folder_;
-    Database database_{folder_ / "callhome.db"};
-    Store store_{database_};
-    asio::io_context io_{1};
-    MessageService messages_{io_, database_, store_.configuration(), {}};
-    SoftwareInventory software_{folder_.path()};
-    LocalCommitEngine engine_{io_};
-    DistributionSession session_{database_, store_, engine_};
-    FakeSignatures files_;
-    Catalogue catalogue_{database_, files_.reader()};
-    SignatureActions signatures_{catalogue_, store_.configuration(), files_.means()};
-    ServiceFacts facts_{database_, "1.2.3"};
-    Dispatcher dispatcher_{store_, messages_, software_, session_, signatures_, facts_};
-    Listener listener_;
-    Server server_;
-    int times_empty_ = 0;
-    std::thread thread_;
-};
 
 ServerLimits with_frame_time(std::chrono::milliseconds time) {
     ServerLimits limits;
@@ -213,63 +138,6 @@ TEST(Connection, ALengthThatNoRecordHasIsRefusedBeforeItArrives) {
         EXPECT_TRUE(client.receive_bytes(1).empty()) << "then the service hangs up";
     }
     server.expect_well();
-}
-
-// Answers to as many questions as a signature may ask.
-Bytes longest_answers() {
-    protocol::DsActionRecord record{};
-    record.action = static_cast<std::uint32_t>(protocol::SignatureAction::install_answers);
-    record.ds_id = 7;
-    record.entry_count = protocol::most_questions;
-    Bytes frame = frame_of(Opcode::signature_action, Operation::set, record);
-    frame.resize(frame.size() + protocol::all_questions_size);
-    const auto header = protocol::encode(protocol::request_header(
-        static_cast<std::uint32_t>(Opcode::signature_action), static_cast<std::uint32_t>(Operation::set),
-        static_cast<std::uint32_t>(frame.size() - sizeof(protocol::FrameHeader))));
-    std::ranges::copy(header, frame.begin());
-    return frame;
-}
-
-TEST(Connection, TheLongestRequestArrivesWholeAmongOthers) {
-    RunningServer server;
-    SocketClient client(server.socket());
-    const Bytes before_and_behind = get_traps();
-    Bytes frames = before_and_behind;
-    const Bytes longest = longest_answers();
-    ASSERT_EQ(longest.size(), sizeof(protocol::FrameHeader) + 217 + 25'600);
-    frames.insert(frames.end(), longest.begin(), longest.end());
-    frames.insert(frames.end(), before_and_behind.begin(), before_and_behind.end());
-    for (int round = 0; round < 2; ++round) {
-        client.send(frames);
-        EXPECT_EQ(client.receive()->body.size(), sizeof(SwitchRecord));
-        const auto answer = client.receive();
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(answer->status(), Status::ok);
-        EXPECT_EQ(answer->body.size(), 217U + 25'600U);
-        EXPECT_EQ(client.receive()->body.size(), sizeof(SwitchRecord));
-    }
-}
-
-TEST(Connection, ALongRequestMayArriveInPieces) {
-    RunningServer server;
-    SocketClient client(server.socket());
-    const Bytes longest = longest_answers();
-    const std::span whole(longest);
-    constexpr std::size_t piece = 1'000;
-    for (std::size_t at = 0; at < whole.size(); at += piece) {
-        client.send(whole.subspan(at, std::min(piece, whole.size() - at)));
-    }
-    EXPECT_EQ(client.receive()->status(), Status::ok);
-    EXPECT_EQ(client.ask(get_traps())->status(), Status::ok);
-}
-
-TEST(Connection, ARequestThatIsLongerThanItsOpcodeAllowsIsRefusedBeforeItArrives) {
-    RunningServer server;
-    SocketClient client(server.socket());
-    const auto answer = client.ask(header_of(protocol::request_header(
-        static_cast<std::uint32_t>(Opcode::signature_action), 3, 217 + 25'600 + 1)));
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->status(), Status::malformed_request);
 }
 
 TEST(Connection, ARecordThatIsTooShortOrUnknownLeavesTheConnectionOpen) {

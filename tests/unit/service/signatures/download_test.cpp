@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
+
 namespace callhome::service {
 namespace {
 
@@ -133,6 +135,23 @@ TEST(Download, OfAllOneThatDoesNotComeDoesNotKeepTheOthersAway) {
     EXPECT_FALSE(result.files[0].refusal);
     EXPECT_EQ(result.files[1].refusal->code, ResultCode::signature_missing);
     EXPECT_FALSE(result.files[2].refusal);
+}
+
+TEST(Download, OfAllNoMoreIsHeldThanOneServerMayCost) {
+    Servers servers;
+    std::string entries;
+    for (int id = 1; id <= 40; ++id) {
+        entries += fmt::format("<signature id=\"{}\" revision=\"1\"/>", id);
+        servers.put(fmt::format("https://a.example/ds/{}.xml", id), std::string(1024UL * 1024UL, 'x'));
+    }
+    servers.put("https://a.example/ds/index.xml",
+                fmt::format("<signatureIndex xmlns=\"urn:callhome:signature-index:1\">{}</signatureIndex>",
+                            entries));
+    const DownloadResult result = download_files(all(), servers.fetch());
+    ASSERT_EQ(result.files.size(), 40U);
+    EXPECT_FALSE(result.files[31].refusal);
+    ASSERT_TRUE(result.files[32].refusal);
+    EXPECT_EQ(result.files[32].refusal->code, ResultCode::over_length);
 }
 
 TEST(Download, WithoutAnIndexNothingIsFetched) {

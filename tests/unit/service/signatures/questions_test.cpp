@@ -91,7 +91,7 @@ TEST(Questions, AnAnswerThatDoesNotMatchIsNamedAndTheOthersAreNot) {
     set_answer(answered[1], "ada@example.net");
     const Answers answers = read_answers(asking_signature(), text, answered);
     EXPECT_EQ(answers.code, ResultCode::prompt_value_invalid);
-    EXPECT_TRUE(std::string(answered[0].result).starts_with("ds_port: ")) << answered[0].result;
+    EXPECT_NE(std::string(answered[0].result).find("ds_port"), std::string::npos) << answered[0].result;
     EXPECT_STREQ(answered[1].result, "");
 }
 

@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
                     index_with("<signature id=\"1\" revision=\"1\"/><signature id=\"1\" revision=\"2\"/>"),
                     index_with("<a><b><c><d/></c></b></a>"),
                     "<!DOCTYPE signatureIndex [<!ENTITY a \"a\">]>" +
-                        index_with("<signature id=\"1\" revision=\"1\"/>"),
+                        index_with("<signature id=\"1\" revision=\"1\"/>").substr(22),
                     index_with("<signature id=\"1\" revision=\"1\"/>").substr(0, 90)));
 
 }  // namespace
