@@ -43,8 +43,13 @@ Journal::Journal(asio::io_context& io, const std::optional<std::filesystem::path
       descriptor_(io) {
     check(::sd_journal_set_data_threshold(journal_.get(), longest_log_line), "no threshold can be set");
     check(::sd_journal_seek_tail(journal_.get()), "the end of the system journal cannot be found");
-    // The tail is a place behind the last entry; only a step back makes it one to go on from.
-    check(::sd_journal_previous(journal_.get()), "the system journal cannot be read");
+    // The tail is a place behind the last entry; only a step back makes it one to go on from. In a journal
+    // without any, what comes first is new.
+    const int steps = ::sd_journal_previous(journal_.get());
+    check(steps, "the system journal cannot be read");
+    if (steps == 0) {
+        check(::sd_journal_seek_head(journal_.get()), "the system journal cannot be read");
+    }
     const int descriptor = ::sd_journal_get_fd(journal_.get());
     check(descriptor, "the system journal cannot be watched");
     descriptor_.assign(descriptor);

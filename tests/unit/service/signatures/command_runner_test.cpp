@@ -147,7 +147,8 @@ class CommandGroup : public CommandRunnerTest {
     std::string hold() const { return "(exec 9>" + path_.string() + "; echo here >&9; exec sleep 1000) &"; }
     bool is_held() {
         std::array<char, 64> bytes;
-        return ::read(read_end_, bytes.data(), bytes.size()) > 0;
+        is_held_ = is_held_ || ::read(read_end_, bytes.data(), bytes.size()) > 0;
+        return is_held_;
     }
     bool is_let_go() const {
         pollfd end{read_end_, 0, 0};
@@ -157,6 +158,7 @@ class CommandGroup : public CommandRunnerTest {
 
     std::filesystem::path path_ = shell_.folder() / "held";
     int read_end_ = -1;
+    bool is_held_ = false;
 };
 
 TEST_F(CommandGroup, IsEndedAsAWholeWhenItTakesTooLong) {

@@ -74,6 +74,10 @@ constexpr std::uint64_t most_entries = 1000;
 constexpr std::uint64_t data_table_at = sizeof(Header);
 constexpr std::uint64_t field_table_at = data_table_at + sizeof(Object) + table_size;
 constexpr std::uint64_t entry_array_at = field_table_at + sizeof(Object) + table_size;
+constexpr std::uint64_t entries_at =
+    entry_array_at + sizeof(Object) + sizeof(std::uint64_t);  // a link first
+constexpr std::uint64_t entry_array_size =
+    entries_at - entry_array_at + most_entries * sizeof(std::uint64_t);
 constexpr std::uint64_t first_time = 1'700'000'000'000'000;
 
 std::uint64_t aligned(std::uint64_t offset) {
@@ -98,8 +102,8 @@ Header header_of(std::uint64_t entries, std::uint64_t last_object) {
     header.entries = entries;
     header.last_sequence = entries;
     header.entry_array = entry_array_at;
-    header.first_time = first_time;
-    header.last_time = first_time + entries;
+    header.first_time = entries == 0 ? 0 : first_time + 1;
+    header.last_time = entries == 0 ? 0 : first_time + entries;
     header.last_monotonic = entries;
     return header;
 }
@@ -108,12 +112,11 @@ Header header_of(std::uint64_t entries, std::uint64_t last_object) {
 
 JournalFile::JournalFile(const std::filesystem::path& folder)
     : descriptor_(::open((folder / "system.journal").c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600)),
-      end_(entry_array_at + sizeof(Object) + most_entries * sizeof(std::uint64_t)) {
+      end_(entry_array_at + entry_array_size) {
     EXPECT_EQ(::ftruncate(descriptor_, file_size), 0);
     put(descriptor_, data_table_at, Object{data_table_object, 0, {}, sizeof(Object) + table_size});
     put(descriptor_, field_table_at, Object{field_table_object, 0, {}, sizeof(Object) + table_size});
-    put(descriptor_, entry_array_at,
-        Object{entry_array_object, 0, {}, sizeof(Object) + most_entries * sizeof(std::uint64_t)});
+    put(descriptor_, entry_array_at, Object{entry_array_object, 0, {}, entry_array_size});
     put(descriptor_, 0, header_of(0, entry_array_at));
 }
 
@@ -151,7 +154,7 @@ void JournalFile::append(const std::vector<std::string>& fields) {
         put(descriptor_, entry + sizeof(Entry) + item * sizeof(EntryItem), items[item]);
     }
     end_ = aligned(entry + sizeof(Entry) + items.size() * sizeof(EntryItem));
-    put(descriptor_, entry_array_at + sizeof(Object) + (entries_ - 1) * sizeof(std::uint64_t), entry);
+    put(descriptor_, entries_at + (entries_ - 1) * sizeof(std::uint64_t), entry);
     put(descriptor_, 0, header_of(entries_, entry));
 }
 
