@@ -11,7 +11,7 @@ import harness
 import wire
 
 SEED = int(os.environ.get("CALLHOME_SEED", "20261121"))
-POINTS = int(os.environ.get("CALLHOME_KILL_POINTS", "100"))
+POINTS = int(os.environ.get("CALLHOME_KILL_POINTS", "25" if harness.PROGRAMS.name == "asan" else "100"))
 MODE = ("configure terminal", "callhome")
 
 
