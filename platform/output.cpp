@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "lines.h"
 #include "platform/interface.h"
 #include "running_output.h"
 #include "text_format.h"
@@ -50,11 +51,6 @@ Expansion expand_tuples(const char* format, std::va_list arguments) {
 
 bool show_text(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-}
-
-// Line ends alone are layout, which a document has no use for.
-bool is_layout(std::string_view text) {
-    return text.find_first_not_of('\n') == std::string_view::npos;
 }
 
 void add_to_document(const Expansion& expansion) {
