@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <stdio_ext.h>
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +13,7 @@
 
 #include "clean_text.h"
 #include "document.h"
+#include "lines.h"
 #include "running_output.h"
 #include "tag_table.h"
 
@@ -22,28 +22,13 @@ namespace {
 
 enum class EmptyLines : std::uint8_t { kept, dropped };
 
-// Text that comes in pieces, until its lines go into a document.
-class Lines {
- public:
-    void take(std::string_view piece) { text_ += piece; }
-
-    // Line ends alone are layout, which a document has no use for.
-    bool are_empty() const { return text_.find_first_not_of('\n') == std::string::npos; }
-
-    void put_into(Document& document, std::string_view list, EmptyLines empty) const {
-        std::string_view rest = text_;
-        while (!rest.empty()) {
-            const std::size_t end = std::min(rest.find('\n'), rest.size());
-            if (end > 0 || empty == EmptyLines::kept) {
-                document.set(list, std::string(rest.substr(0, end)));
-            }
-            rest.remove_prefix(std::min(end + 1, rest.size()));
+void add_lines(Document& document, std::string_view list, std::string_view text, EmptyLines empty) {
+    each_line(text, [&](std::string_view line) {
+        if (!line.empty() || empty == EmptyLines::kept) {
+            document.set(list, std::string(line));
         }
-    }
-
- private:
-    std::string text_;
-};
+    });
+}
 
 struct Running {
     Running(OutputFormat chosen, const Members& members, bool on_terminal)
@@ -56,7 +41,7 @@ struct Running {
     OutputFormat format;
     TextCleaner cleaner;
     std::optional<Document> document;
-    Lines text, configuration;
+    std::string text, configuration;  // what comes in pieces, until its lines go into the document
     std::FILE* stream = nullptr;
     std::FILE* real_output = nullptr;
 };
@@ -80,7 +65,7 @@ ssize_t take_written(void* cookie, const char* data, std::size_t size) {
     const std::string_view piece(data, size);
     try {
         if (output.document) {
-            output.text.take(piece);
+            output.text += piece;
             return static_cast<ssize_t>(size);
         }
         return put_out(output.real_output, output.cleaner.take(piece)) ? static_cast<ssize_t>(size) : 0;
@@ -108,11 +93,11 @@ void open_stream(Running& output) {
 }
 
 std::string document_text(Running& output) {
-    if (!output.text.are_empty()) {
-        output.text.put_into(*output.document, text_lines, EmptyLines::kept);
+    if (!is_layout(output.text)) {
+        add_lines(*output.document, text_lines, output.text, EmptyLines::kept);
     }
     // Empty lines only set the parts of a configuration off from each other.
-    output.configuration.put_into(*output.document, configuration_lines, EmptyLines::dropped);
+    add_lines(*output.document, configuration_lines, output.configuration, EmptyLines::dropped);
     return output.format == OutputFormat::json ? output.document->json() : output.document->xml();
 }
 
@@ -143,16 +128,6 @@ void note_early_end() {
     change_document([](Running&, Document& document) {
         document.set(error_lines, std::string("the command ended before its display was complete"));
     });
-}
-
-void add_error(Document& document, std::string_view shown) {
-    while (!shown.empty()) {
-        const std::size_t end = std::min(shown.find('\n'), shown.size());
-        if (end > 0) {
-            document.set(error_lines, std::string(shown.substr(0, end)));
-        }
-        shown.remove_prefix(std::min(end + 1, shown.size()));
-    }
 }
 
 }  // namespace
@@ -202,7 +177,7 @@ void set_value(std::string_view place, const Value& value) {
 void add_tuple(std::uint32_t tag, std::string_view shown) {
     change_document([&](Running&, Document& document) {
         if (tag == error_tag) {
-            add_error(document, shown);
+            add_lines(document, error_lines, shown, EmptyLines::dropped);
         } else if (!take_tuple(document, tag, shown)) {
             print(shown);
         }
@@ -211,7 +186,7 @@ void add_tuple(std::uint32_t tag, std::string_view shown) {
 
 void show_configuration(std::string_view text) {
     if (is_output_structured()) {
-        running->configuration.take(text);
+        running->configuration += text;
     } else {
         print(text);
     }

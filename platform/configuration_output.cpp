@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "lines.h"
 #include "platform/command_output.h"
 #include "platform/interface.h"
 #include "platform/reference.h"
@@ -162,13 +163,11 @@ class MemoryStream {
 
 // In a document: the lines of a text, without the empty ones that only separate.
 void document_lines(std::string_view text) {
-    while (!text.empty()) {
-        const std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    each_line(text, [](std::string_view line) {
         if (const std::size_t begin = line.find_first_not_of(' '); begin != std::string_view::npos) {
             show_configuration_line(line.substr(begin));
         }
-    }
+    });
 }
 
 void take(std::string_view text) {

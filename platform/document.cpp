@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "clean_text.h"
+#include "place.h"
 #include "xml_text.h"
 
 namespace callhome::platform {
@@ -16,33 +17,12 @@ using Json = nlohmann::ordered_json;
 
 constexpr int indent = 2;
 
-struct Component {
-    std::string name;
-    bool is_list = false;
-    bool is_last = false;
-};
-
-// Takes the first component off a place.
-Component take_component(std::string_view& place) {
-    const std::size_t end = place.find(place_separator);
-    std::string_view name = place.substr(0, end);
-    Component component;
-    component.is_last = end == std::string_view::npos;
-    component.is_list = name.ends_with(list_mark);
-    if (component.is_list) {
-        name.remove_suffix(list_mark.size());
-    }
-    component.name = name;
-    place.remove_prefix(component.is_last ? place.size() : end + 1);
-    return component;
-}
-
 // The list or member at a place, with all that leads to it.
 Json& node_at(Json& root, std::string_view place) {
     Json* node = &root;
     while (true) {
         const Component component = take_component(place);
-        node = &(*node)[component.name];
+        node = &(*node)[std::string(component.name)];
         if (component.is_list && !node->is_array()) {
             *node = Json::array();
         }
@@ -130,7 +110,7 @@ Document::Document(const Members& members) : root_(std::make_unique<Json>(Json::
         std::string_view place = member.place;
         const Component first = take_component(place);
         if (first.is_list) {
-            (*root_)[first.name] = Json::array();
+            (*root_)[std::string(first.name)] = Json::array();
         }
     }
 }

@@ -31,9 +31,6 @@ class Document {
     std::unique_ptr<nlohmann::ordered_json> root_;
 };
 
-inline constexpr std::string_view list_mark = "[]";
-inline constexpr char place_separator = '/';
-
 // The root element of XML, and what an element of a list is called: "email_address" of "email_addresses".
 inline constexpr const char* root_element = "callhome";
 std::string element_name(std::string_view list);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "lines.h"
 #include "platform/interface.h"
 #include "running_output.h"
 #include "text_format.h"

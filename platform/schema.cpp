@@ -3,6 +3,7 @@
 #include <pugixml.hpp>
 
 #include "document.h"
+#include "place.h"
 #include "xml_text.h"
 
 namespace callhome::platform {
@@ -32,14 +33,10 @@ void add_member(Node& root, const Member& member) {
     Node* node = &root;
     std::string_view rest = member.place;
     while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(place_separator), rest.size());
-        std::string_view name = rest.substr(0, end);
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-        const bool is_list = name.ends_with(list_mark);
-        name.remove_suffix(is_list ? list_mark.size() : 0);
-        const bool is_list_at_root = is_list && node == &root;
-        node = &child_named(*node, name);
-        node->is_list = is_list;
+        const Component component = take_component(rest);
+        const bool is_list_at_root = component.is_list && node == &root;
+        node = &child_named(*node, component.name);
+        node->is_list = component.is_list;
         node->is_required = node->is_required || is_list_at_root;
     }
     node->type = member.type;

@@ -6,6 +6,8 @@
 #include <optional>
 #include <span>
 
+#include "place.h"
+
 namespace callhome::platform {
 namespace {
 

@@ -55,17 +55,17 @@ LoginSession login_session_of(pid_t process) {
     return {.leader = leader, .started = state ? state->started : 0};
 }
 
-bool is_alive(const LoginSession& session) {
+bool has_ended(const LoginSession& session) {
     if (session.leader <= 0) {
         return false;
     }
     constexpr int no_signal = 0;
     if (::kill(session.leader, no_signal) != 0 && errno != EPERM) {
-        return false;
+        return true;
     }
     // /proc may hide the processes of others; the number alone has to do then.
     const auto state = read_state(session.leader);
-    return !state || (!state->has_ended && (session.started == 0 || session.started == state->started));
+    return state && (state->has_ended || (session.started != 0 && session.started != state->started));
 }
 
 }  // namespace callhome::service

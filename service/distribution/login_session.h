@@ -8,7 +8,7 @@
 namespace callhome::service {
 
 struct LoginSession {
-    pid_t leader = 0;           // its first process; 0 when unknown
+    pid_t leader = 0;           // its first process; 0 when out of sight, as that of another container is
     std::uint64_t started = 0;  // when that process started, in clock ticks since the boot; 0 when unknown
 
     bool operator==(const LoginSession&) const = default;
@@ -17,8 +17,7 @@ struct LoginSession {
 // The session that the process belongs to.
 LoginSession login_session_of(pid_t process);
 
-// Whether its first process still runs. A process that has got the same number since is not it; an unknown
-// session has gone.
-bool is_alive(const LoginSession& session);
+// Whether its first process is known to have ended. A process that has got the same number since is not it.
+bool has_ended(const LoginSession& session);
 
 }  // namespace callhome::service

@@ -48,7 +48,7 @@ Status DistributionSession::why_no_pending_copy() const {
 // An operator whose terminal has gone must be able to go on where the connection broke.
 bool DistributionSession::belongs_to(const Identity& identity) const {
     return open_->owner == identity ||
-           (open_->owner.user == identity.user && !is_alive(open_->owner.session));
+           (open_->owner.user == identity.user && has_ended(open_->owner.session));
 }
 
 // ok when a session is open and the requester may change or end it now.

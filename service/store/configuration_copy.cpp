@@ -104,8 +104,7 @@ void ConfigurationCopy::remove_profile(const std::string& name) {
 
 void ConfigurationCopy::add_address(AddressKind kind, const std::string& profile,
                                     const std::string& address) {
-    const std::uint32_t entry = next_entry(profile, list_of(kind));
-    add_entry(profile, list_of(kind), address);
+    const std::uint32_t entry = add_entry(profile, list_of(kind), address);
     addresses_of(*profile_in_memory(profile), kind).push_back({entry, address});
 }
 
@@ -117,8 +116,7 @@ void ConfigurationCopy::remove_address(AddressKind kind, const std::string& prof
 }
 
 void ConfigurationCopy::add_alert_group(const std::string& profile, const std::string& group) {
-    const std::uint32_t entry = next_entry(profile, ProfileList::alert_groups);
-    add_entry(profile, ProfileList::alert_groups, group);
+    const std::uint32_t entry = add_entry(profile, ProfileList::alert_groups, group);
     profile_in_memory(profile)->alert_groups.push_back({entry, group});
 }
 
@@ -128,13 +126,15 @@ void ConfigurationCopy::remove_alert_group(const std::string& profile, const std
                   [&](const AlertGroup& entry) { return entry.name == group; });
 }
 
-void ConfigurationCopy::add_entry(const std::string& profile, ProfileList list, const std::string& text) {
+std::uint32_t ConfigurationCopy::add_entry(const std::string& profile, ProfileList list,
+                                           const std::string& text) {
     const std::uint32_t entry = next_entry(profile, list);
     Transaction transaction(transactions_);
     run(statements_.add_entry, profile, static_cast<int>(list), entry, text);
     run(statements_.put_next_entry, profile, static_cast<int>(list), entry + 1);
     transaction.commit();
     next_entries_.of_profiles[{profile, list}] = entry + 1;
+    return entry;
 }
 
 void ConfigurationCopy::remove_entry(const std::string& profile, ProfileList list,

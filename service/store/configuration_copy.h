@@ -69,7 +69,7 @@ class ConfigurationCopy {
  private:
     Profile* profile_in_memory(std::string_view name);
     std::uint32_t next_entry(const std::string& profile, ProfileList list) const;
-    void add_entry(const std::string& profile, ProfileList list, const std::string& text);
+    std::uint32_t add_entry(const std::string& profile, ProfileList list, const std::string& text);
     void remove_entry(const std::string& profile, ProfileList list, const std::string& text);
 
     SQLite::Database& connection_;

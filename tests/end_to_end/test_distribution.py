@@ -13,6 +13,7 @@ import wire
 SEED = int(os.environ.get("CALLHOME_SEED", "20261121"))
 POINTS = int(os.environ.get("CALLHOME_KILL_POINTS", "25" if harness.PROGRAMS.name == "asan" else "100"))
 MODE = ("configure terminal", "callhome")
+setUpModule = harness.lead_a_login_session
 
 
 class Distributing(harness.EndToEnd):

@@ -7,7 +7,9 @@ import unittest
 
 import pexpect
 
-from harness import LIMIT, PROGRAMS, EndToEnd
+from harness import LIMIT, PROGRAMS, EndToEnd, lead_a_login_session
+
+setUpModule = lead_a_login_session
 
 EMPTY = """configure terminal
 

@@ -17,11 +17,11 @@ TEST(LoginSession, IsThatOfTheProcess) {
 TEST(LoginSession, LivesAsLongAsItsLeader) {
     LoginChild child;
     const LoginSession session = child.session();
-    EXPECT_TRUE(is_alive(session));
+    EXPECT_FALSE(has_ended(session));
     child.kill();
-    EXPECT_FALSE(is_alive(session)) << "its parent has not taken notice yet";
+    EXPECT_TRUE(has_ended(session)) << "its parent has not taken notice yet";
     child.end();
-    EXPECT_FALSE(is_alive(session));
+    EXPECT_TRUE(has_ended(session));
 }
 
 TEST(LoginSession, IsNotOneWhoseLeaderHasTheSameNumberByNow) {
@@ -29,13 +29,13 @@ TEST(LoginSession, IsNotOneWhoseLeaderHasTheSameNumberByNow) {
     LoginSession earlier = child.session();
     ASSERT_NE(earlier.started, 0U);
     --earlier.started;
-    EXPECT_FALSE(is_alive(earlier));
+    EXPECT_TRUE(has_ended(earlier));
 }
 
-TEST(LoginSession, ThatIsUnknownHasGone) {
+TEST(LoginSession, OutOfSightIsNotKnownToHaveEnded) {
     EXPECT_EQ(login_session_of(0), LoginSession{}) << "not our own";
     EXPECT_EQ(login_session_of(-1), LoginSession{});
-    EXPECT_FALSE(is_alive({}));
+    EXPECT_FALSE(has_ended({}));
 }
 
 }  // namespace

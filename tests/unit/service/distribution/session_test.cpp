@@ -120,6 +120,13 @@ TEST_F(SessionTest, WhileDistributionIsOffAChangeTakesEffectAtOnce) {
     EXPECT_EQ(session().clear(ada, true), Status::distribution_off);
 }
 
+TEST_F(SessionTest, ThatOfALoginOutOfSightIsNobodyElses) {
+    const Person ada_in_a_container{"ada", 1000, {}};
+    EXPECT_EQ(add(ada_in_a_container, "a@example.net"), Status::ok);
+    EXPECT_EQ(add(ada, "b@example.net"), Status::session_locked);
+    EXPECT_EQ(add(ada_in_a_container, "b@example.net"), Status::ok);
+}
+
 TEST_F(SessionTest, TheFirstChangeOpensTheSession) {
     EXPECT_EQ(session().why_no_pending_copy(), Status::no_distribution_session);
     EXPECT_EQ(session().commit(ada), Status::no_distribution_session);
