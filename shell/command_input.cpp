@@ -20,8 +20,7 @@ void show(const std::string& text) {
 
 }  // namespace
 
-CommandInput::CommandInput(NextPasted next_pasted)
-    : next_pasted_(std::move(next_pasted)), real_input_(stdin) {
+CommandInput::CommandInput(NextLine next_line) : next_line_(std::move(next_line)), real_input_(stdin) {
     cookie_io_functions_t functions{};
     functions.read = read_line;
     std::FILE* stream = fopencookie(this, "r", functions);
@@ -55,7 +54,7 @@ ssize_t CommandInput::take_line(char* buffer, std::size_t size) {
         }
         // A question is to be seen before its answer is read.
         (void)std::fflush(stdout);
-        if (next_pasted_(line_)) {
+        if (next_line_(line_)) {
             line_ += '\n';
             show(line_);
         } else if (!type_line()) {

@@ -1,5 +1,5 @@
-// Standard input of a command that runs at the terminal: lines that the terminal edits, or that were pasted
-// behind the command.
+// Standard input of a command whose answers are to be seen: lines that the terminal edits, or that are
+// there already, pasted behind the command or read from a script.
 #pragma once
 
 #include <termios.h>
@@ -12,11 +12,11 @@ namespace callhome::shell {
 
 class CommandInput {
  public:
-    // True, with the line, when one was pasted that nobody has taken yet.
-    using NextPasted = std::function<bool(std::string&)>;
+    // True, with the line, when one is there that nobody has taken yet.
+    using NextLine = std::function<bool(std::string&)>;
 
     // Takes the place of `stdin`. Throws std::system_error.
-    explicit CommandInput(NextPasted next_pasted);
+    explicit CommandInput(NextLine next_line);
     CommandInput(const CommandInput&) = delete;
     CommandInput& operator=(const CommandInput&) = delete;
     // What the command has left of its last line is dropped: it is no answer to the next one.
@@ -28,7 +28,7 @@ class CommandInput {
     bool type_line();
     void set_keys();
 
-    NextPasted next_pasted_;
+    NextLine next_line_;
     std::FILE* real_input_;
     std::string line_;  // what of the line has not been read
     bool ends_behind_line_ = false;

@@ -1,10 +1,14 @@
 #include "script.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 
+#include "command_input.h"
 #include "platform/reference.h"
 #include "words.h"
 
@@ -20,6 +24,27 @@ struct Released {
     void operator()(char* memory) const { std::free(memory); }
 };
 
+// Without its line end; false when there is none any more.
+bool read_line(std::FILE* file, std::string& line) {
+    char* memory = nullptr;
+    std::size_t capacity = 0;
+    const ssize_t length = getline(&memory, &capacity, file);
+    const std::unique_ptr<char, Released> released(memory);
+    if (length < 0) {
+        return false;
+    }
+    line.assign(memory, static_cast<std::size_t>(length));
+    line.erase(line.find_last_not_of("\r\n") + 1);
+    return true;
+}
+
+// What a command reads from standard input; at a terminal it is seen as it is typed.
+void show_answers(std::optional<CommandInput>& input) {
+    if (isatty(STDIN_FILENO) == 0) {
+        input.emplace([answers = stdin](std::string& line) { return read_line(answers, line); });
+    }
+}
+
 }  // namespace
 
 void ScriptRunner::run_command(std::string_view command) {
@@ -27,26 +52,18 @@ void ScriptRunner::run_command(std::string_view command) {
 }
 
 void ScriptRunner::run_file(std::FILE* file, const std::string& name) {
-    char* memory = nullptr;
-    std::size_t capacity = 0;
+    std::string text;
     std::size_t number = 0;
     while (!is_over()) {
         errno = 0;
-        const ssize_t length = getline(&memory, &capacity, file);
-        const std::unique_ptr<char, Released> released(memory);
-        memory = nullptr;
-        capacity = 0;
-        if (length < 0) {
+        if (!read_line(file, text)) {
             if (std::ferror(file) != 0) {
                 std::fprintf(stderr, "%s: cannot be read: %s\n", name.c_str(), std::strerror(errno));
                 has_failed_ = true;
             }
             return;
         }
-        std::string_view line(released.get(), static_cast<std::size_t>(length));
-        while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
-            line.remove_suffix(1);
-        }
+        std::string_view line(text);
         if (number == 0 && line.starts_with(byte_order_mark)) {
             line.remove_prefix(byte_order_mark.size());
         }
@@ -65,6 +82,10 @@ void ScriptRunner::run_line(std::string_view line, const std::string& place) {
             throw std::runtime_error("The line is longer than " + std::to_string(longest_line) + " bytes");
         }
         platform::set_error_prefix(place + ": ");
+        std::optional<CommandInput> answers;
+        if (echo_) {
+            show_answers(answers);
+        }
         const LineResult result = session_.run(trimmed(line) == control_z ? "end" : line);
         if (result.outcome == LineOutcome::not_understood) {
             message = describe(result.error);

@@ -85,6 +85,14 @@ class Script(unittest.TestCase):
             self.assertEqual(done.stdout.split("callhome 1")[0], self.ASKED + "who? who=Ann;\nwhen? when=now;\n")
             self.assertEqual((done.stderr, done.returncode), ("", 0))
 
+    def test_what_is_shown_of_a_script_has_the_answers_too(self):
+        asked = f"# {self.INSTALL}\n{self.ASKED}who? Ann\nwho=Ann;\nwhen? \nwhen=;\n"
+        lines = f"{self.INSTALL}\nAnn\n\nshow version\n"
+        done = shell("--echo", "--prompt-name", "switch", text=lines)
+        self.assertEqual(done.stdout.split("switch# show")[0], "switch" + asked)
+        done = shell("--echo", "--prompt-name", "switch", "-c", self.INSTALL, text="Ann\n\n")
+        self.assertEqual(done.stdout, "switch" + asked)
+
     def test_a_question_without_an_answer_fails_its_command(self):
         done = shell("-c", self.INSTALL, "-c", "show version", text="Ann\n")
         self.assertEqual(done.stdout, self.ASKED + "who? who=Ann;\nwhen? ")
