@@ -206,7 +206,7 @@ std::optional<Refusal> SignatureActions::why_not_installed(const Signature& sign
     for (const SignatureVariable& variable : signature.variables) {
         const auto value = values.find(variable.name);
         if (value != values.end()) {
-            if (const auto refusal = refuse_value(variable, value->second)) {
+            if (auto refusal = refuse_value(variable, value->second)) {
                 return refusal;
             }
         } else if (!variable.is_asked_for()) {

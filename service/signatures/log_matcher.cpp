@@ -71,6 +71,7 @@ std::vector<std::uint32_t> LogMatcher::match(std::string_view line) const {
     }
     std::ranges::sort(found);
     std::vector<std::uint32_t> ids;
+    ids.reserve(found.size());
     for (const int index : found) {
         ids.push_back(patterns_[static_cast<std::size_t>(index)].id);
     }

@@ -43,6 +43,7 @@ Schedule::Item Schedule::item_for(const Entry& entry) const {
 
 void Schedule::set(const std::vector<Entry>& entries) {
     std::vector<Item> items;
+    items.reserve(entries.size());
     for (const Entry& entry : entries) {
         items.push_back(item_for(entry));
     }
