@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "callhome/handlers.h"
+#include "failure_table.h"
 #include "floor_server.h"
 #include "log_lines.h"
 #include "measure.h"
@@ -42,10 +43,11 @@ constexpr const char* get_client = "--get-client";      // SOCKET GETS
 constexpr const char* show_command = "show callhome transport-email";
 
 struct Bench {
-    fs::path programs;  // where callhome and callhomed stand
-    fs::path folder;    // scratch, with the service's state
-    int pairs;          // of measurements against one service
-    int rounds;         // services
+    fs::path programs;   // where callhome and callhomed stand
+    fs::path folder;     // scratch, with the service's state
+    int pairs;           // of measurements against one service
+    int rounds;          // services
+    std::string chosen;  // what the names of the measured rows have in them
 
     std::string socket() const { return folder / "callhomed.sock"; }
     std::string floor_socket() const { return folder / "floor.sock"; }
@@ -178,6 +180,10 @@ Sample measure_log_lines(const Bench& bench) {
     return compare_log_lines(bench.pairs);
 }
 
+Sample measure_failure_table(const Bench& bench) {
+    return compare_failure_table(bench.pairs);
+}
+
 Sample measure_process(const Bench& bench) {
     constexpr int repetitions = 20;
     const auto shell = [&] {
@@ -209,6 +215,7 @@ constexpr std::array rows{
     Row{"typing 10,000 lines, a line", "bare round trip with a one-row commit", "at most 1.43",
         measure_typing<100>},
     Row{"log line against 100 signatures", "one pattern over the same line", "", measure_log_lines},
+    Row{"failure table, 1,000 lines", "`memcpy` of the same text", "", measure_failure_table},
 };
 
 // Measures a row against a service of its own: where the kernel puts a process is a matter of luck that
@@ -239,6 +246,9 @@ void measure(const Bench& bench, Placement placement, const char* title) {
     place(placement);
     std::printf("\n%s\n\n| What | µs | Floor | µs | Ratio | Aim |\n|---|---|---|---|---|---|\n", title);
     for (const Row& row : rows) {
+        if (std::strstr(row.what, bench.chosen.c_str()) == nullptr) {
+            continue;
+        }
         std::vector<Sample> samples;
         for (int round = 0; round < bench.rounds; ++round) {
             samples.push_back(measure_once(bench, row));
@@ -268,14 +278,14 @@ int run_floor_client(const char* socket, const char* round_trips, std::size_t si
     return 0;
 }
 
-int run_all(const fs::path& programs, int rounds) {
+int run_all(const fs::path& programs, int rounds, const std::string& chosen) {
     constexpr int pairs = 5;
     std::string pattern = fs::temp_directory_path() / "callhome-bench-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
         std::perror("callhome_bench");
         return 1;
     }
-    const Bench bench{programs, pattern, pairs, rounds};
+    const Bench bench{programs, pattern, pairs, rounds, chosen};
     int status = 0;
     try {
         measure(bench, Placement::one_core, "Both ends on one core:");
@@ -303,6 +313,6 @@ int main(int count, char** arguments) {
     if (count > 4 && std::strcmp(arguments[1], callhome::bench::floor_client) == 0) {
         return callhome::bench::run_floor_client(arguments[2], arguments[3], std::stoul(arguments[4]));
     }
-    return callhome::bench::run_all(CALLHOME_PROGRAMS,
-                                    count > 1 ? std::atoi(arguments[1]) : default_rounds);
+    return callhome::bench::run_all(CALLHOME_PROGRAMS, count > 1 ? std::atoi(arguments[1]) : default_rounds,
+                                    count > 2 ? arguments[2] : "");
 }

@@ -34,6 +34,19 @@ class Run(unittest.TestCase):
         typed = (harness.TREE / "examples/first-session.txt").read_text().splitlines()
         self.assertEqual([re.sub(r"port \d+", "port @MAIL_PORT@", line) for line in shown], typed)
 
+    def test_the_session_of_a_signature_ends_with_its_mail(self):
+        done = subprocess.run([harness.TREE / "examples/signature-session"], capture_output=True, text=True,
+                              stdin=subprocess.DEVNULL, timeout=5 * harness.LIMIT)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertRegex(done.stdout, r"stand\? Harbour 12\n")
+        self.assertRegex(done.stdout, r"\n1001 +link-flapping +1\.0 +installed ")
+        self.assertRegex(done.stdout, r"\nSubject: Link flapping on \S+ \(Harbour 12, ticket NET-4711\)\n")
+        self.assertRegex(done.stdout, r"\n1001 +link-flapping +1/10/N ")
+        readme = (harness.TREE / "README.md").read_text()
+        section = re.search(r"(?ms)^## Diagnostic signatures$(.*?)^## ", readme)[1]
+        for command in re.findall(r"(?m)^    switch# (.*)$", section):
+            self.assertRegex(done.stdout, "# " + re.escape(command).replace("/srv", r"\S+"))
+
 
 if __name__ == "__main__":
     unittest.main()

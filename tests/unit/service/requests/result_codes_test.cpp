@@ -110,6 +110,10 @@ TEST_F(ResultCodeTest, FileNotOpened) {
     EXPECT_EQ(act(load_of(folder.path())).code, ResultCode::file_not_opened);
 }
 
+TEST_F(ResultCodeTest, FileNotRead) {
+    EXPECT_EQ(act(load_of("/proc/self/mem")).code, ResultCode::file_not_read);
+}
+
 TEST_F(ResultCodeTest, FolderMissing) {
     EXPECT_EQ(act(load_of("ds.xml")).code, ResultCode::folder_missing);
     EXPECT_EQ(act(load_of("")).code, ResultCode::folder_missing);

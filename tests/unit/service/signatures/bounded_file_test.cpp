@@ -43,6 +43,11 @@ TEST(BoundedFile, IsAPlainFileOfBoundedLength) {
     }
 }
 
+// The memory of a process is a plain file, of which nothing can be read at its start.
+TEST(BoundedFile, CannotAlwaysBeReadOnceItIsOpen) {
+    EXPECT_EQ(code_of("/proc/self/mem"), ResultCode::file_not_read);
+}
+
 TEST(BoundedFile, SaysWhyItIsNotRead) {
     const TemporaryFolder folder;
     const auto why = [&](const char* name) {

@@ -72,11 +72,8 @@ TEST(SignatureExamples, FireOnTheLinesThatKernelAndServiceManagerWrite) {
 
 TEST(SignatureExamples, FillTheirMessagesIn) {
     const Signature signature = example("link-flapping");
-    VariableValues values{{"ds_host", "leaf1"},
-                          {"ds_time", "now"},
-                          {"ds_event", "eno1: Lost carrier"},
-                          {"ds_count", "2"},
-                          {"ds_output", "(output)"}};
+    VariableValues values{
+        {"ds_host", "leaf1"}, {"ds_time", "now"}, {"ds_event", "eno1: Lost carrier"}, {"ds_count", "2"}};
     for (const SignatureVariable& variable : signature.variables) {
         const std::string value = variable.default_value.value_or("Harbour 12");
         EXPECT_FALSE(refuse_value(variable, value)) << variable.name;
@@ -86,7 +83,7 @@ TEST(SignatureExamples, FillTheirMessagesIn) {
               "Link flapping on leaf1 (Harbour 12, ticket none)");
     const auto text = std::get<std::string>(fill_in(signature.text, values));
     EXPECT_NE(text.find("\n  eno1: Lost carrier\n"), std::string::npos) << text;
-    EXPECT_TRUE(text.ends_with("\n(output)")) << text;
+    EXPECT_NE(text.find("Report 2 of at most 10."), std::string::npos) << text;
 }
 
 }  // namespace
