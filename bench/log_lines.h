@@ -5,7 +5,7 @@
 
 namespace callhome::bench {
 
-// A line against a hundred patterns, beside one pattern over the same line.
+// A thousand lines against a hundred patterns, beside one pattern over the same lines.
 Sample compare_log_lines(int pairs);
 
 }  // namespace callhome::bench

@@ -214,7 +214,7 @@ constexpr std::array rows{
         measure_typing<10>},
     Row{"typing 10,000 lines, a line", "bare round trip with a one-row commit", "at most 1.43",
         measure_typing<100>},
-    Row{"log line against 100 signatures", "one pattern over the same line", "", measure_log_lines},
+    Row{"1,000 log lines against 100 signatures", "one pattern over the same lines", "", measure_log_lines},
     Row{"failure table, 1,000 lines", "`memcpy` of the same text", "", measure_failure_table},
 };
 
