@@ -75,6 +75,7 @@ TEST_F(RequestsTest, AnAlertCarriesItsTextsAndBringsBackTheOutcome) {
     EXPECT_STREQ(record.alert, "SUP_FAILURE");
     EXPECT_STREQ(record.source, "system manager");
     EXPECT_STREQ(record.text, "a test");
+    EXPECT_EQ(record.severity, 0xFFFFFFFFU) << "its name says it";
 }
 
 TEST_F(RequestsTest, AnAlertsOverlongTextsAreCutToTheirFields) {
