@@ -55,3 +55,9 @@ extern "C" ServiceStatus ch_post_alert(uint32_t /*transport_handle*/, const char
     }
     return status;
 }
+
+extern "C" ServiceStatus ch_post_syslog_alert(uint32_t /*transport_handle*/, const char* source,
+                                              uint32_t severity, const char* text) {
+    Reply reply;
+    return post(alert_record(callhome::protocol::syslog_alert, source, text, severity), reply);
+}
