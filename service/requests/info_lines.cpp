@@ -22,7 +22,7 @@ constexpr std::array memory_lines{
 }  // namespace
 
 std::string line_of(std::string_view name, std::string_view value) {
-    return fmt::format("{:<28}{}\n", fmt::format("{}:", name), value);
+    return fmt::format("{:<27} {}\n", fmt::format("{}:", name), value);
 }
 
 std::string line_of(std::string_view name, std::uint64_t value) {

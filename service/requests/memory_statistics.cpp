@@ -104,8 +104,8 @@ Group traces_group(const Call& call) {
         return Part{name, size.entries, size.bytes};
     };
     return sum_of("Traces",
-                  {part("requests", traces.size_of_requests()), part("lines", traces.size_of_lines()),
-                   part("errors", traces.size_of_errors())});
+                  {part("changes", traces.size_of_changes()), part("reads", traces.size_of_reads()),
+                   part("lines", traces.size_of_lines()), part("errors", traces.size_of_errors())});
 }
 
 std::string text_of(const Group& group, bool with_detail) {

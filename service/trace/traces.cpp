@@ -47,28 +47,30 @@ std::string result_text(protocol::Status status) {
 
 Traces::Traces(const TraceLimits& limits, Now now) : limits_(limits), now_(std::move(now)) {}
 
-bool Traces::repeats_last(const TracedRequest& request) const {
-    if (requests_.empty() || !is_reading(request.operation)) {
+bool Traces::repeats_last_read(const TracedRequest& request) const {
+    if (reads_.empty()) {
         return false;
     }
-    const TracedRequest& last = requests_.back().request;
+    const TracedRequest& last = reads_.back().request;
     return last.opcode == request.opcode && last.operation == request.operation &&
            last.status == request.status && last.user == request.user;
 }
 
 void Traces::note_request(const TracedRequest& request) {
     const TimePoint now = now_();
+    const bool reads = is_reading(request.operation);
     const std::lock_guard lock(mutex_);
-    if (repeats_last(request)) {
-        RequestEntry& last = requests_.back();
+    if (reads && repeats_last_read(request)) {
+        RequestEntry& last = reads_.back();
         ++last.count;
         last.last_at = now;
         last.request.time = std::max(last.request.time, request.time);
         return;
     }
-    requests_.push_back({{++count_, now}, request, 1, now});
-    if (requests_.size() > limits_.requests) {
-        requests_.pop_front();
+    std::deque<RequestEntry>& requests = reads ? reads_ : changes_;
+    requests.push_back({{++count_, now}, request, 1, now});
+    if (requests.size() > limits_.requests) {
+        requests.pop_front();
     }
 }
 
@@ -116,7 +118,8 @@ std::optional<std::string> Traces::text_of(std::string_view buffer) const {
         add(errors_.entries);
         if (is_whole) {
             add(lines_.entries);
-            add(requests_);
+            add(changes_);
+            add(reads_);
         }
     }
     std::ranges::sort(lines, {}, &NumberedLine::number);
@@ -131,9 +134,14 @@ Traces::Size Traces::size_of(const Lines& lines) {
     return {lines.entries.size(), lines.bytes + lines.entries.size() * sizeof(LineEntry)};
 }
 
-Traces::Size Traces::size_of_requests() const {
+Traces::Size Traces::size_of_changes() const {
     const std::lock_guard lock(mutex_);
-    return {requests_.size(), requests_.size() * sizeof(RequestEntry)};
+    return {changes_.size(), changes_.size() * sizeof(RequestEntry)};
+}
+
+Traces::Size Traces::size_of_reads() const {
+    const std::lock_guard lock(mutex_);
+    return {reads_.size(), reads_.size() * sizeof(RequestEntry)};
 }
 
 Traces::Size Traces::size_of_lines() const {

@@ -29,7 +29,7 @@ struct TracedRequest {
 enum class TracedLevel : std::uint8_t { info, warning, error };
 
 struct TraceLimits {
-    std::size_t requests = 512;
+    std::size_t requests = 512;      // that change something, and as many that read
     std::size_t lines = 1024;        // of each kind
     std::size_t bytes = 128 * 1024;  // of the texts of each kind
     std::size_t longest_line = 512;  // bytes; what is longer is cut
@@ -43,8 +43,8 @@ class Traces {
 
     explicit Traces(const TraceLimits& limits = {}, Now now = std::chrono::system_clock::now);
 
-    // Requests that follow each other and differ in nothing but their time are one entry while they read:
-    // a walk through a list would leave room for nothing else.
+    // Reads that follow each other and differ in nothing but their time are one entry: a walk through a
+    // list would leave room for nothing else.
     void note_request(const TracedRequest& request);
     // The text is made fit for one line.
     void note_line(TracedLevel level, TimePoint at, std::string_view text);
@@ -58,7 +58,8 @@ class Traces {
         std::size_t entries = 0;
         std::size_t bytes = 0;
     };
-    Size size_of_requests() const;
+    Size size_of_changes() const;
+    Size size_of_reads() const;
     Size size_of_lines() const;
     Size size_of_errors() const;
 
@@ -88,13 +89,14 @@ class Traces {
     static std::string text_of(const RequestEntry& entry);
     static std::string text_of(const LineEntry& entry);
     static Size size_of(const Lines& lines);
-    bool repeats_last(const TracedRequest& request) const;
+    bool repeats_last_read(const TracedRequest& request) const;
 
     const TraceLimits limits_;
     const Now now_;
     mutable std::mutex mutex_;
     std::uint64_t count_ = 0;
-    std::deque<RequestEntry> requests_;
+    std::deque<RequestEntry> changes_;
+    std::deque<RequestEntry> reads_;
     Lines lines_;   // of level info
     Lines errors_;  // warnings and errors
 };

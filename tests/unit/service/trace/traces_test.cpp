@@ -147,6 +147,20 @@ TEST_F(TracesTest, TheOldestOfAKindGiveWayAndOtherKindsStay) {
                      "request: set traps by user 1000: done, 49.0 ms", "info: line 49"}));
 }
 
+TEST_F(TracesTest, ReadsPushNoChangesOut) {
+    Traces traces = make({.requests = 2, .lines = 2, .bytes = 1000, .longest_line = 100});
+    traces.note_request(request_of(Opcode::traps, Operation::set));
+    for (int round = 0; round < 10; ++round) {
+        traces.note_request(request_of(Opcode::mail_server, Operation::get));
+        traces.note_request(request_of(Opcode::contact_field, Operation::get));
+    }
+    EXPECT_EQ(lines_of(traces), (Lines{"request: set traps by user 1000: done, 1.5 ms",
+                                       "request: get mail_server by user 1000: done, 1.5 ms",
+                                       "request: get contact_field by user 1000: done, 1.5 ms"}));
+    EXPECT_EQ(traces.size_of_changes().entries, 1U);
+    EXPECT_EQ(traces.size_of_reads().entries, 2U);
+}
+
 TEST_F(TracesTest, BytesAreBoundedToo) {
     Traces traces = make({.requests = 10, .lines = 1000, .bytes = 250, .longest_line = 100});
     for (int number = 0; number < 10; ++number) {
@@ -158,7 +172,8 @@ TEST_F(TracesTest, BytesAreBoundedToo) {
     EXPECT_GE(traces.size_of_errors().bytes, 200U);
     EXPECT_LT(traces.size_of_errors().bytes, 500U);
     EXPECT_EQ(traces.size_of_lines().entries, 0U);
-    EXPECT_EQ(traces.size_of_requests().entries, 0U);
+    EXPECT_EQ(traces.size_of_changes().entries, 0U);
+    EXPECT_EQ(traces.size_of_reads().entries, 0U);
 }
 
 TEST_F(TracesTest, ALineIsCleanedAndCutBetweenCharacters) {
