@@ -54,7 +54,7 @@ class Script(unittest.TestCase):
         done = shell("-c", "show version", "-c", "show wrod")
         self.assertEqual(done.stderr,
                          'command 2: Invalid input at "wrod": expected callhome, diagnostic-signature, '
-                         'running-config, tech-support, trace, system, hostname, module, snmp, history, version\n')
+                         'running-config, history, version, tech-support, trace, system, ...\n')
         self.assertEqual(done.returncode, 1)
 
     def test_an_error_of_a_file_names_file_and_line_and_ends_the_script(self):
@@ -62,8 +62,7 @@ class Script(unittest.TestCase):
         done = shell("-f", name)
         self.assertEqual(done.stdout.count("callhome "), 1)
         self.assertEqual(done.stderr, f"{name}:4: Incomplete command: expected callhome, diagnostic-signature, "
-                                      "running-config, tech-support, trace, system, hostname, module, snmp, "
-                                      "history, version\n")
+                                      "running-config, history, version, tech-support, trace, system, ...\n")
         self.assertEqual(done.returncode, 1)
 
     def test_a_file_may_begin_with_a_byte_order_mark(self):
@@ -238,7 +237,7 @@ class Script(unittest.TestCase):
     def run_within(self, script, *arguments, **settings):
         """`show tech-support callhome` of the fake library runs the script."""
         os.environ["FAKE_SCRIPT"] = self.script(script)
-        self.addCleanup(os.environ.pop, "FAKE_SCRIPT")
+        self.addCleanup(os.environ.pop, "FAKE_SCRIPT", None)
         return shell(*arguments, **settings)
 
     def test_a_command_may_have_a_script_run_in_its_session(self):
@@ -296,8 +295,7 @@ class Script(unittest.TestCase):
         for filters, wanted in (("", 33), ("| include line", 33), ("| json", 33)):
             done = self.run_within(script, "-c", "show tech-support callhome " + filters,
                                    display="lose the service")
-            self.assertEqual(done.stdout.count("line 1") + done.stdout.count("line 2") +
-                             done.stdout.count("line 3") - done.stdout.count("include line [1-3]"), wanted)
+            self.assertEqual(sum(done.stdout.count(f"line {digit}") for digit in (1, 2, 3)), wanted)
             self.assertEqual((done.stderr, done.returncode), ("the service is lost\n", 1))
 
     def test_the_displays_of_the_system_need_no_service(self):
