@@ -7,6 +7,8 @@ import re
 import subprocess
 import unittest
 
+import pexpect
+
 import harness
 
 COMMANDS = [
@@ -68,6 +70,28 @@ class Support(harness.EndToEnd):
         headings = [line for line in document["text"] if line.startswith("switch# ")]
         self.assertEqual(headings, ["switch# " + command for command in COMMANDS])
         self.assertIn("contact : Ada Marlowe", document["text"])
+
+    def test_at_a_terminal_it_is_one_display_that_stops_at_each_screen(self):
+        service = self.configured_service()
+        terminal = pexpect.spawn(
+            str(harness.PROGRAMS / "callhome"), ["--socket", str(service.socket), "--prompt-name", "switch"],
+            env={"TERM": "xterm", "PATH": "/usr/bin:/bin", "HOME": str(self.folder),
+                 "XDG_STATE_HOME": str(self.folder)},
+            encoding="utf-8", timeout=harness.LIMIT, dimensions=(24, 200))
+        self.addCleanup(terminal.close, force=True)
+        terminal.expect_exact("switch# ")
+        terminal.send("configure terminal\r")
+        terminal.expect_exact("switch(config)# ")
+        terminal.send("show tech-support callhome\r")
+        terminal.expect_exact("--More--")
+        self.assertIn("switch(config)# show module", terminal.before)
+        self.assertNotIn("mem-stats", terminal.before)
+        terminal.send("q")
+        terminal.expect_exact("switch(config)# ")
+        terminal.send("show tech-support callhome | no-more\r")
+        for command in COMMANDS:
+            terminal.expect_exact("switch(config)# " + command)
+        terminal.expect(r"\x1b\[[^#]*switch\(config\)# ")  # the prompt, which is drawn
 
     def test_without_a_service_there_is_what_needs_none(self):
         service = self.configured_service()
