@@ -37,7 +37,7 @@ int give_lines(const char* buffer, int first, void* (*take)(const char*, void*),
     if (take == nullptr || !read_lines(buffer, lines)) {
         return failed;
     }
-    const std::size_t passed_over = std::min<std::size_t>(first > 1 ? first - 1 : 0, lines.size());
+    const auto passed_over = std::min(static_cast<std::size_t>(std::max(first, 1)) - 1, lines.size());
     for (std::size_t index = passed_over; index < lines.size(); ++index) {
         take(lines[index].c_str(), arg);
     }
