@@ -104,6 +104,7 @@ constexpr std::array parameters{
     Parameter{136, Value::text},        Parameter{137, Value::text},        Parameter{138, Value::text},
     Parameter{139, Value::text},        Parameter{104, Value::text},        Parameter{105, Value::text},
     Parameter{107, Value::number},      Parameter{108, Value::text},        Parameter{109, Value::text},
+    Parameter{57, Value::text},
 };
 
 enum Slot : std::uint8_t { empty_slot = 0xFF, valueless = 0xFE };
