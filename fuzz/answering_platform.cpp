@@ -9,6 +9,7 @@
 
 #include "callhome/context.h"
 #include "platform/interface.h"
+#include "protocol/records/message.h"
 #include "protocol/status.h"
 #include "record_input.h"
 #include "require.h"
@@ -118,10 +119,45 @@ ServiceStatus ch_post_alert(uint32_t /*transport_handle*/, const char* alert, co
     require(alert != nullptr && source != nullptr && text != nullptr, "an alert has all its texts");
     Input& answers = *platform().answers;
     const ServiceStatus posted = take_status(answers);
+    if (result == nullptr) {
+        return posted;
+    }
     result->status = take_status(answers);
     const auto reply = answers.counted_bytes();
     std::memcpy(result->text, reply.data(), std::min(reply.size(), sizeof result->text));
     return posted;
+}
+
+ServiceStatus ch_post_syslog_alert(uint32_t /*transport_handle*/, const char* source, uint32_t severity,
+                                   const char* text) {
+    require(source != nullptr && text != nullptr, "an alert has all its texts");
+    require(severity <= protocol::least_severe, "an alert has a severity of the system log");
+    return take_status(*platform().answers);
+}
+
+int shell_execute_script_file(void* request) {
+    const auto* script = static_cast<const ScriptRun*>(request);
+    require(strnlen(script->path, sizeof script->path) < sizeof script->path, "the path is terminated");
+    return platform().answers->byte();
+}
+
+int tracebuf_get_by_line(const char* /*buffer*/, int /*first*/, void* (*line)(const char*, void*),
+                         void* arg) {
+    const std::string text = platform().answers->counted_text();
+    line(text.c_str(), arg);
+    return 1;
+}
+
+int tracebuf_dump_console(const char* buffer, int /*whole*/) {
+    require(buffer != nullptr, "a trace buffer is asked for by its name");
+    return 0;
+}
+
+int debug_trace_dump(uint32_t /*transport_handle*/, uint32_t /*destination*/, uint32_t /*opcode*/,
+                     void* request, uint32_t length, const char* function) {
+    require(request != nullptr && length == sizeof(MemoryDumpRequest) && function != nullptr,
+            "a dump is asked for with all its words");
+    return 0;
 }
 
 const char* sys_err_to_str(int32_t code) {

@@ -104,6 +104,7 @@ constexpr std::array parameters{
     Parameter{136, Value::text},        Parameter{137, Value::text},        Parameter{138, Value::text},
     Parameter{139, Value::text},        Parameter{104, Value::text},        Parameter{105, Value::text},
     Parameter{107, Value::number},      Parameter{108, Value::text},        Parameter{109, Value::text},
+    Parameter{57, Value::text},
 };
 
 enum Slot : std::uint8_t { empty_slot = 0xFF, valueless = 0xFE };
@@ -166,6 +167,11 @@ struct HandlerRow {
 constexpr std::uint32_t create_profile = 102;
 constexpr std::uint32_t show_profile = 101;
 
+template <std::uint32_t (*handler)()>
+std::uint32_t without_context(CommandContext* /*ctx*/) {
+    return handler();
+}
+
 // New ones go to the end here, too, and below.
 constexpr std::array handlers{
     HandlerRow{callhome_mode, 0},
@@ -219,6 +225,11 @@ constexpr std::array handlers{
     HandlerRow{ch_config_gch_ds_environment, 0},
     HandlerRow{ch_config_gch_ds_profile, 0},
     HandlerRow{ch_config_gch_ds_active, 0},
+    HandlerRow{ch_trigger_event, 0},
+    HandlerRow{callhome_show_tech_support, 0},
+    HandlerRow{callhome_show_memstats, 0},
+    HandlerRow{without_context<callhome_show_trace>, 0},
+    HandlerRow{without_context<ch_show_gch_trace>, 0},
 };
 
 // What is typed on standard input while a handler asks questions.
@@ -342,6 +353,7 @@ class WorkingFolder {
         require(mkdtemp(name.data()) != nullptr, "a folder can be made");
         path_ = name;
         callhome::test::files().working_file = path_ / "callhome_reply_msg.txt";
+        callhome::test::files().script = path_ / "tech_callhome";
     }
     WorkingFolder(const WorkingFolder&) = delete;
     WorkingFolder& operator=(const WorkingFolder&) = delete;

@@ -351,6 +351,8 @@ constexpr std::array opcodes{
     protocol::Opcode::signature_environment,
     protocol::Opcode::signature_statistics,
     protocol::Opcode::signature_action,
+    protocol::Opcode::trace_buffer,
+    protocol::Opcode::memory_statistics,
 };
 
 bool lists_every_opcode() {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "clean_text.h"
 #include "document.h"
@@ -48,6 +49,8 @@ struct Running {
 
 // Freed when its command ends, so that it is there as long as anything can be printed.
 Running* running = nullptr;
+
+bool is_shown_as_text = false;
 
 bool put_out(std::FILE* file, std::string_view text) {
     const bool is_taken = std::fwrite(text.data(), 1, text.size(), file) == text.size();
@@ -119,12 +122,13 @@ void end_output() {
 // Runs `change` on the document of the running command, if there is one.
 template <typename Change>
 void change_document(Change change) {
-    if (running != nullptr && running->document) {
+    if (is_output_structured()) {
         change(*running, *running->document);
     }
 }
 
 void note_early_end() {
+    is_shown_as_text = false;  // whatever runs inside has ended, too
     change_document([](Running&, Document& document) {
         document.set(error_lines, std::string("the command ended before its display was complete"));
     });
@@ -162,8 +166,14 @@ void CommandOutput::end_at_exit() {
     end_output();
 }
 
+ShownAsText::ShownAsText() : before_(std::exchange(is_shown_as_text, true)) {}
+
+ShownAsText::~ShownAsText() {
+    is_shown_as_text = before_;
+}
+
 bool is_output_structured() {
-    return running != nullptr && running->document;
+    return running != nullptr && running->document && !is_shown_as_text;
 }
 
 void begin_element(std::string_view list) {

@@ -16,6 +16,7 @@
 #include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
 #include "protocol/records/message.h"
+#include "protocol/records/trace.h"
 #include "record_text.h"
 #include "service_link.h"
 
@@ -88,6 +89,17 @@ ServiceStatus ask(Opcode opcode, Operation operation, Record record, Reply& repl
     return try_exchange(
         {static_cast<std::uint32_t>(opcode), static_cast<std::uint32_t>(operation), bytes_of(record)},
         request_timeout, reply);
+}
+
+// The reply is a text without a terminator.
+template <typename Record>
+ServiceStatus ask_for_text(Opcode opcode, const Record& record, std::string& text) {
+    Reply reply;
+    const ServiceStatus status = ask(opcode, Operation::get, record, reply);
+    if (status == 0 && reply.record != nullptr) {
+        text.assign(reinterpret_cast<const char*>(reply.record.get()), reply.length);
+    }
+    return status;
 }
 
 // What came of a record; zeroes stand for what did not.
@@ -250,13 +262,18 @@ ServiceStatus read_queue(std::vector<DeliveryRow>& rows) {
 }
 
 ServiceStatus read_message_text(std::uint32_t message_id, std::string& text) {
-    Reply reply;
-    const ServiceStatus status =
-        ask(Opcode::message_text, Operation::get, protocol::MessageKeyRecord{.id = message_id}, reply);
-    if (status == 0 && reply.record != nullptr) {
-        text.assign(reinterpret_cast<const char*>(reply.record.get()), reply.length);
-    }
-    return status;
+    return ask_for_text(Opcode::message_text, protocol::MessageKeyRecord{.id = message_id}, text);
+}
+
+ServiceStatus read_trace_buffer(std::string_view name, std::string& text) {
+    protocol::TraceKeyRecord key{};
+    put_text(key.buffer, name);
+    return ask_for_text(Opcode::trace_buffer, key, text);
+}
+
+ServiceStatus read_memory_statistics(bool with_detail, std::string& text) {
+    return ask_for_text(Opcode::memory_statistics,
+                        protocol::MemoryStatisticsRequest{.detail = with_detail ? 1U : 0U}, text);
 }
 
 }  // namespace callhome::platform

@@ -4,7 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
+#include "error_line.h"
+#include "platform/command_output.h"
 #include "platform/interface.h"
 #include "platform/reference.h"
 #include "service_link.h"
@@ -58,18 +61,34 @@ std::string what_to_do(const ServiceLocation& location, int error_number) {
 }
 
 void print_transport_error(std::uint32_t cmd_type, int error_number) {
-    const std::string line = error_prefix() + what_was_lost(cmd_type, error_number) + ": " +
-                             why(error_number) + "; " +
-                             what_to_do(service_link().location(), error_number) + "\n";
-    std::fflush(stdout);  // what was shown before the failure stands before it
-    std::fwrite(line.data(), 1, line.size(), stderr);
-    std::fflush(stderr);
+    print_error_line(std::string(what_was_lost(cmd_type, error_number)) + ": " + why(error_number) + "; " +
+                     what_to_do(service_link().location(), error_number));
 }
 
 }  // namespace
 
-void set_error_prefix(std::string prefix) {
-    error_prefix() = std::move(prefix);
+std::string set_error_prefix(std::string prefix) {
+    return std::exchange(error_prefix(), std::move(prefix));
+}
+
+void tell_failure(ServiceStatus status, std::uint32_t cmd_type) {
+    if (status < 0) {
+        shell_print_mts_error(cmd_type, errno);
+        return;
+    }
+    const char* refusal = sys_err_to_str(status);
+    if (is_output_structured()) {
+        set_value(error_lines, std::string(refusal));
+    } else {
+        std::puts(refusal);
+    }
+}
+
+void print_error_line(const std::string& what) {
+    const std::string line = error_prefix() + what + "\n";
+    std::fflush(stdout);  // what was shown before stands before it
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
 }
 
 }  // namespace callhome::platform

@@ -15,6 +15,7 @@
 #include "protocol/records/message.h"
 #include "protocol/records/privacy.h"
 #include "protocol/records/signature.h"
+#include "protocol/records/trace.h"
 
 namespace callhome::protocol {
 namespace {
@@ -60,6 +61,8 @@ constexpr std::array exchanges{
     Exchange{Opcode::message_text, layout_of<MessageKeyRecord>(), text_reply},
     Exchange{Opcode::post_alert, layout_of<AlertRecord>(), text_reply},
     same_both_ways<SessionRecord>(Opcode::session_state),
+    Exchange{Opcode::trace_buffer, layout_of<TraceKeyRecord>(), text_reply},
+    Exchange{Opcode::memory_statistics, layout_of<MemoryStatisticsRequest>(), text_reply},
 };
 
 }  // namespace

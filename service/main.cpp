@@ -104,6 +104,9 @@ CommandSettings command_settings(const Options& options) {
 }
 
 void serve(const Options& options) {
+    const auto traces = std::make_shared<Traces>();
+    trace_log(traces);
+    spdlog::info("callhomed {} starts", CALLHOME_VERSION);
     const StateFolder state(options.state_folder);
     Database database(state.database());
     Store store(database);
@@ -118,6 +121,7 @@ void serve(const Options& options) {
     Downloader downloader(io, options.delivery.transfer);
     SignatureActions signature_actions(catalogue, store.configuration(), means_of(options, downloader));
     ServiceFacts facts(database, CALLHOME_VERSION);
+    facts.traces = traces;
     facts.database_file = state.database();
     facts.socket = options.socket;
     Dispatcher dispatcher(store, messages, software, session, signature_actions, facts);

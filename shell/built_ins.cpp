@@ -1,7 +1,6 @@
 #include "built_ins.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -12,6 +11,7 @@
 #include "platform/reference.h"
 #include "session.h"
 #include "session_displays.h"
+#include "system_displays.h"
 
 namespace callhome::shell {
 
@@ -42,15 +42,6 @@ std::uint32_t help(Session&, const ParsedCommand&) {
         "to exec mode. \"no\" before a configuration command removes the setting.\n"
         "\"| include\", \"| exclude\", \"| begin\" and \"| count\" select from a command's output;\n"
         "\"| json\" and \"| xml\" give a display to programs.");
-    return done;
-}
-
-std::uint32_t show_version(Session&, const ParsedCommand&) {
-    if (platform::is_output_structured()) {
-        platform::set_value("version", std::string(CALLHOME_VERSION));
-    } else {
-        std::puts("callhome " CALLHOME_VERSION);
-    }
     return done;
 }
 
@@ -92,6 +83,9 @@ constexpr std::array built_ins{
     BuiltIn{"@help", help, false},
     BuiltIn{"@configure", configure, false},
     BuiltIn{"@show_version", show_version, false},
+    BuiltIn{"@show_hostname", show_hostname, false},
+    BuiltIn{"@show_module", show_module, false},
+    BuiltIn{"@show_snmp", show_snmp, true},
     BuiltIn{"@show_history", show_history, false},
     BuiltIn{"@show_messages", show_messages, true},
     BuiltIn{"@show_message", show_message, true},
@@ -108,15 +102,8 @@ constexpr std::array built_ins{
 }  // namespace
 
 bool succeeded(ServiceStatus status, CommandClass command) {
-    if (status < 0) {
-        shell_print_mts_error(static_cast<std::uint32_t>(command), errno);
-    } else if (status != 0) {
-        const char* refusal = sys_err_to_str(status);
-        if (platform::is_output_structured()) {
-            platform::set_value(platform::error_lines, std::string(refusal));
-        } else {
-            std::puts(refusal);
-        }
+    if (status != 0) {
+        platform::tell_failure(status, static_cast<std::uint32_t>(command));
     }
     return status == 0;
 }

@@ -102,8 +102,10 @@ void show_facts(std::span<const Column<Row>> columns, const Row& row) {
         if (is_empty(cell)) {
             continue;
         }
-        set_cell(column.place, cell);
-        if (!platform::is_output_structured()) {
+        if (!column.place.empty()) {
+            set_cell(column.place, cell);
+        }
+        if (!column.title.empty() && !platform::is_output_structured()) {
             std::printf("%s : %s\n", std::string(column.title).c_str(), cell_text(cell).c_str());
         }
     }
@@ -112,7 +114,9 @@ void show_facts(std::span<const Column<Row>> columns, const Row& row) {
 template <typename Row>
 void add_facts(platform::Members& members, std::span<const Column<Row>> columns) {
     for (const Column<Row>& column : columns) {
-        members.push_back({column.place, column.type});
+        if (!column.place.empty()) {
+            members.push_back({column.place, column.type});
+        }
     }
 }
 

@@ -31,6 +31,11 @@ Function as_function(void* symbol) {
 
 }  // namespace
 
+std::uint32_t BoundHandler::operator()(CommandContext* context) const {
+    return takes_nothing_ ? as_function<HandlerOfNothing>(symbol_)()
+                          : as_function<Handler>(symbol_)(context);
+}
+
 std::filesystem::path program_folder() {
     std::error_code error;
     return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
@@ -45,12 +50,10 @@ void CommandLibrary::load() {
     if (library_ == nullptr) {
         throw std::runtime_error(std::string("the command library cannot be loaded: ") + dlerror());
     }
-    std::vector<Handler> handlers;
+    std::vector<void*> handlers;
     for (const Command& command : grammar_.commands) {
-        const Handler handler =
-            is_built_in(command)
-                ? nullptr
-                : as_function<Handler>(dlsym(library_, std::string(command.handler).c_str()));
+        void* handler =
+            is_built_in(command) ? nullptr : dlsym(library_, std::string(command.handler).c_str());
         if (handler == nullptr && !is_built_in(command)) {
             throw std::runtime_error(grammar_.file + ":" + std::to_string(command.line) + ": " + file +
                                      " has no handler " + std::string(command.handler) + " for \"" +
@@ -61,9 +64,10 @@ void CommandLibrary::load() {
     handlers_ = std::move(handlers);
 }
 
-Handler CommandLibrary::handler_of(const Command& command) {
+BoundHandler CommandLibrary::handler_of(const Command& command) {
     load();
-    return handlers_[static_cast<std::size_t>(&command - grammar_.commands.data())];
+    return {handlers_[static_cast<std::size_t>(&command - grammar_.commands.data())],
+            command.takes_nothing};
 }
 
 void* CommandLibrary::symbol(const char* name) {

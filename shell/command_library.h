@@ -14,6 +14,7 @@ struct CommandContext;
 namespace callhome::shell {
 
 using Handler = std::uint32_t (*)(CommandContext*);
+using HandlerOfNothing = std::uint32_t (*)();
 using Generator = std::int32_t (*)(CommandContext*);  // of running-configuration text
 
 inline constexpr char built_in_mark = '@';  // before the name of a handler that is the shell's own
@@ -21,6 +22,18 @@ inline constexpr char built_in_mark = '@';  // before the name of a handler that
 inline bool is_built_in(const Command& command) {
     return command.handler.starts_with(built_in_mark);
 }
+
+// A command's handler as it is to be called.
+class BoundHandler {
+ public:
+    BoundHandler(void* symbol, bool takes_nothing) : symbol_(symbol), takes_nothing_(takes_nothing) {}
+
+    std::uint32_t operator()(CommandContext* context) const;
+
+ private:
+    void* symbol_;
+    bool takes_nothing_;
+};
 
 class CommandLibrary {
  public:
@@ -30,7 +43,7 @@ class CommandLibrary {
 
     // Loads the library if need be. Throws std::runtime_error when it cannot be loaded, or when a command
     // of the grammar has no handler in it; the message names the line of the grammar.
-    Handler handler_of(const Command& command);
+    BoundHandler handler_of(const Command& command);
     void load();
 
     // What the shell itself uses of the library. Loads it if need be. Throws std::runtime_error when the
@@ -44,8 +57,8 @@ class CommandLibrary {
 
     const Grammar& grammar_;
     std::optional<std::filesystem::path> file_;
-    void* library_ = nullptr;        // never closed: handlers stay in use until the process ends
-    std::vector<Handler> handlers_;  // by command; null for those of the shell itself
+    void* library_ = nullptr;      // never closed: handlers stay in use until the process ends
+    std::vector<void*> handlers_;  // by command; null for those of the shell itself
 };
 
 // The folder of the running program.

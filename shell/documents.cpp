@@ -9,6 +9,7 @@
 #include "configuration_displays.h"
 #include "message_displays.h"
 #include "session_displays.h"
+#include "system_displays.h"
 #include "words.h"
 
 namespace callhome::shell {
@@ -23,7 +24,6 @@ struct OwnDocument {
 
 constexpr std::array own_documents{
     OwnDocument{"history", {"commands[]"}},
-    OwnDocument{"version", {"version"}},
 };
 
 // The keywords that a command begins with, up to its first value or choice.
@@ -77,6 +77,9 @@ platform::Members document_members(const Command& command) {
     platform::Members members = message_document(command.document);
     if (members.empty()) {
         members = session_document(command.document);
+    }
+    if (members.empty()) {
+        members = system_document(command.document);
     }
     return members.empty() ? platform::library_document(command.document) : members;
 }

@@ -11,6 +11,7 @@ namespace callhome::shell {
 namespace {
 
 constexpr std::int64_t pattern_memory = 1 << 20;  // bytes, for one compiled pattern
+constexpr std::size_t longest_line = 1 << 20;     // a longer one is shown in pieces
 
 RE2::Options pattern_options() {
     RE2::Options options;
@@ -176,6 +177,27 @@ void FilterChain::finish(std::string& shown) {
             pass(stage + 1, std::to_string(stages_[stage]->lines), shown);
         }
     }
+}
+
+void TextFilter::take(std::string_view piece, std::string& shown) {
+    pending_ += piece;
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = pending_.find('\n', begin)) != std::string::npos; begin = end + 1) {
+        chain_.take(std::string_view(pending_).substr(begin, end - begin), shown);
+    }
+    pending_.erase(0, begin);
+    if (pending_.size() > longest_line) {
+        chain_.take(pending_, shown);
+        pending_.clear();
+    }
+}
+
+void TextFilter::finish(std::string& shown) {
+    if (!pending_.empty()) {
+        chain_.take(pending_, shown);
+        pending_.clear();
+    }
+    chain_.finish(shown);
 }
 
 }  // namespace callhome::shell

@@ -75,4 +75,19 @@ class FilterChain {
     std::vector<std::unique_ptr<Stage>> stages_;
 };
 
+// The same for text that comes in pieces.
+class TextFilter {
+ public:
+    explicit TextFilter(const std::vector<FilterSpec>& filters) : chain_(filters) {}
+
+    // Appends to `shown` what becomes of the lines that are complete now.
+    void take(std::string_view piece, std::string& shown);
+    // After the last piece.
+    void finish(std::string& shown);
+
+ private:
+    FilterChain chain_;
+    std::string pending_;  // the beginning of a line
+};
+
 }  // namespace callhome::shell

@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view handler_mark = " = ";
 constexpr std::string_view help_mark = " : ";
+constexpr std::string_view takes_nothing_mark = "()";
 
 // Reads the lines one after the other; every error names its line.
 class Reader {
@@ -144,6 +145,10 @@ class Reader {
 
     void read_handler(Command& command, std::string_view rest) const {
         command.handler = take_word(rest);
+        if (command.handler.ends_with(takes_nothing_mark)) {
+            command.handler.remove_suffix(takes_nothing_mark.size());
+            command.takes_nothing = true;
+        }
         if (command.handler.empty()) {
             fail("the command has no handler: it stands after \" = \"");
         }

@@ -48,8 +48,9 @@ enum class Forms : std::uint8_t { set_only, no_only, both };
 struct Command {
     std::optional<std::size_t> mode;  // index of a mode; none: every mode
     Forms forms = Forms::set_only;
-    std::string_view syntax;   // as written, with ids
-    std::string_view handler;  // "@name": the shell's own
+    std::string_view syntax;     // as written, with ids
+    std::string_view handler;    // "@name": the shell's own
+    bool takes_nothing = false;  // the handler is given no context
     std::string_view help;
     std::string_view document;  // what a display becomes as JSON or XML
     std::uint32_t command_id = 0;

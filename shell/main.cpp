@@ -62,6 +62,7 @@ int run_at_terminal(const Options& options, const Grammar& grammar) {
         library.load();
         Session session(grammar, library, history, std::move(settings));
         session.enter_mode(shared.mode);
+        take_scripts_of_commands(session);
         return run_interactive(session, history, shared);
     });
 }
@@ -88,6 +89,7 @@ int run_scripts(const Options& options, const Grammar& grammar) {
     History history;
     CommandLibrary library(grammar, options.library);
     Session session(grammar, library, history, settings_for(options));
+    take_scripts_of_commands(session);
     ScriptRunner runner(session, options.echo, options.keep_going);
     bool are_all_there = true;
     for (const ScriptSource& source : options.sources) {

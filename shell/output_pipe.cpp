@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "inner_filter.h"
 #include "pager.h"
 #include "platform/command_output.h"
 
@@ -20,7 +21,6 @@ namespace callhome::shell {
 namespace {
 
 constexpr std::size_t piece_size = 65536;
-constexpr std::size_t longest_line = 1 << 20;  // a longer one is shown in pieces
 
 OutputPipe* active = nullptr;
 bool output_was_lost = false;
@@ -28,9 +28,8 @@ bool output_was_lost = false;
 // Filters what comes in until it ends. What is written to a pager that was left is read and dropped, so
 // that the handler runs to its end. False when something could not be written.
 bool pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
-    FilterChain chain(filters);
+    TextFilter filter(filters);
     Pager pager(STDOUT_FILENO, with_pager);
-    std::string pending;
     std::string shown;
     std::array<char, piece_size> piece{};
     for (ssize_t got = 0; (got = read(input, piece.data(), piece.size())) != 0;) {
@@ -40,23 +39,11 @@ bool pump(int input, const std::vector<FilterSpec>& filters, bool with_pager) {
             }
             break;
         }
-        pending.append(piece.data(), static_cast<std::size_t>(got));
-        std::size_t begin = 0;
-        for (std::size_t end = 0; (end = pending.find('\n', begin)) != std::string::npos; begin = end + 1) {
-            chain.take(std::string_view(pending).substr(begin, end - begin), shown);
-        }
-        pending.erase(0, begin);
-        if (pending.size() > longest_line) {
-            chain.take(pending, shown);
-            pending.clear();
-        }
+        filter.take({piece.data(), static_cast<std::size_t>(got)}, shown);
         pager.show(shown);
         shown.clear();
     }
-    if (!pending.empty()) {
-        chain.take(pending, shown);
-    }
-    chain.finish(shown);
+    filter.finish(shown);
     pager.show(shown);
     return !pager.has_failed();
 }
@@ -110,6 +97,7 @@ bool OutputPipe::has_lost_output() {
 }
 
 void OutputPipe::close_at_exit() {
+    InnerFilter::end_at_exit();
     if (active != nullptr) {
         platform::CommandOutput::end_at_exit();  // what is left of it goes through the filters, too
         active->close();

@@ -102,4 +102,14 @@ void ScriptRunner::run_line(std::string_view line, const std::string& place) {
     }
 }
 
+void take_scripts_of_commands(Session& session) {
+    platform::run_scripts_with([&session](std::FILE* script, const std::string& name) {
+        constexpr bool with_headings = true;
+        constexpr bool keep_going = true;
+        ScriptRunner runner(session, with_headings, keep_going);
+        session.run_within_command([&] { runner.run_file(script, name); });
+        return !runner.has_failed();
+    });
+}
+
 }  // namespace callhome::shell

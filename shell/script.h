@@ -33,4 +33,8 @@ class ScriptRunner {
     std::size_t commands_ = 0;
 };
 
+// Has this session run the scripts that commands hand over: each line after a heading, whatever becomes of
+// the one before it. The session must outlive every command.
+void take_scripts_of_commands(Session& session);
+
 }  // namespace callhome::shell

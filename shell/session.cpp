@@ -7,6 +7,7 @@
 
 #include "built_ins.h"
 #include "documents.h"
+#include "inner_filter.h"
 #include "output_pipe.h"
 
 namespace callhome::shell {
@@ -64,11 +65,14 @@ LineResult Session::run(std::string_view line) {
 }
 
 std::uint32_t Session::execute(const ParsedCommand& command) {
-    const bool with_pager =
-        settings_.with_pager && is_display(*command.command) && !has_no_more(command.filters);
+    const bool with_pager = settings_.with_pager && !is_within_command_ && is_display(*command.command) &&
+                            !has_no_more(command.filters);
     const bool on_terminal = isatty(STDOUT_FILENO) != 0;  // also at the far end of filters and pager
     std::optional<OutputPipe> pipe;
-    if (with_pager || selects_lines(command.filters)) {
+    std::optional<InnerFilter> inner_filter;
+    if (is_within_command_ && selects_lines(command.filters)) {
+        inner_filter.emplace(command.filters);
+    } else if (with_pager || selects_lines(command.filters)) {
         pipe.emplace(command.filters, with_pager);
     }
     return is_built_in(*command.command) ? run_built_in(command, on_terminal)
@@ -85,7 +89,7 @@ std::uint32_t Session::run_built_in(const ParsedCommand& command, bool on_termin
 }
 
 std::uint32_t Session::call_handler(const ParsedCommand& command, bool on_terminal) {
-    const Handler handler = library_.handler_of(*command.command);
+    const BoundHandler handler = library_.handler_of(*command.command);
     find_service_once();
     HandlerContext context = context_of(command);
     const platform::CommandOutput output = open_output(command, on_terminal);
@@ -109,6 +113,18 @@ void Session::find_service_once() {
     if (!has_found_service_) {
         settings_.find_service();
         has_found_service_ = true;
+    }
+}
+
+void Session::run_within_command(const std::function<void()>& run_lines) {
+    const std::size_t mode = mode_;
+    const platform::ShownAsText shown_as_text;
+    is_within_command_ = true;
+    run_lines();
+    is_within_command_ = false;
+    has_ended_ = false;
+    if (mode_ != mode) {
+        enter_mode(mode);
     }
 }
 

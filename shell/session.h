@@ -58,6 +58,10 @@ class Session {
     void return_to_exec();
     bool has_ended() const { return has_ended_; }
 
+    // For lines that run within the command that runs now: what they show is text in its output, at its
+    // pace, and afterwards the session is where it was.
+    void run_within_command(const std::function<void()>& run_lines);
+
  private:
     std::uint32_t execute(const ParsedCommand& command);
     std::uint32_t run_built_in(const ParsedCommand& command, bool on_terminal);
@@ -72,6 +76,7 @@ class Session {
     SessionSettings settings_;
     std::size_t mode_ = 0;
     bool has_ended_ = false;
+    bool is_within_command_ = false;
     bool has_found_service_ = false;
 };
 

@@ -1,7 +1,6 @@
 #include "actions/reply_text.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,34 +8,26 @@
 #include <cstring>
 
 #include "callhome/handlers.h"
+#include "frame/own_file.h"
 
 namespace callhome::library {
 namespace {
 
 constexpr std::size_t part_size = 2048;  // bytes of a line buffer and of each half of a split reply
 constexpr const char* working_file = "/tmp/callhome_reply_msg.txt";
-constexpr mode_t owner_only = 0600;
 
 struct CloseFile {
     void operator()(FILE* file) const { std::fclose(file); }
 };
 using File = std::unique_ptr<FILE, CloseFile>;
 
-// The name is known to everybody and the folder open to everybody: whatever stands there may have been
-// put there by somebody else to have the text written elsewhere, or to make us wait.
-bool is_our_own(int descriptor) {
-    struct stat found {};
-    return fstat(descriptor, &found) == 0 && S_ISREG(found.st_mode) && found.st_uid == geteuid() &&
-           found.st_nlink == 1;
-}
-
 File open_working_file(int flags, const char* mode) {
-    const int descriptor = open(working_file, flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, owner_only);
+    const int descriptor = open_own_file(working_file, flags);
     if (descriptor < 0) {
         return nullptr;
     }
     const bool to_be_written = (flags & O_CREAT) != 0;
-    const bool usable = is_our_own(descriptor) && (!to_be_written || ftruncate(descriptor, 0) == 0);
+    const bool usable = !to_be_written || ftruncate(descriptor, 0) == 0;
     FILE* file = usable ? fdopen(descriptor, mode) : nullptr;
     if (file == nullptr) {
         close(descriptor);

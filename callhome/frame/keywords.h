@@ -131,6 +131,15 @@ enum ActionKeyword : std::uint32_t {
     keyword_swcrash_second_parameter = 70,
 };
 
+enum EventKeyword : std::uint32_t {
+    keyword_event_type = 103,
+    keyword_event_text = 104,
+};
+
+enum MemoryStatisticsKeyword : std::uint32_t {
+    keyword_memory_detail = 57,
+};
+
 // Of the texts about diagnostic signatures. The order of the views is another one.
 enum SignatureViewKeyword : std::uint32_t {
     keyword_view_description = 130,  // 32-bit integer: the signature

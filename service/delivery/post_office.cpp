@@ -214,7 +214,9 @@ void PostOffice::record_results() {
         const Result result = std::move(unrecorded_.front());
         unrecorded_.erase(unrecorded_.begin());
         under_way_.erase(result.update.id);
-        spdlog::info("Delivery {}: {}", result.update.id, result.update.last_result);
+        const bool is_lost = result.update.state == protocol::DeliveryState::failed;
+        spdlog::log(is_lost ? spdlog::level::warn : spdlog::level::info, "Delivery {}: {}",
+                    result.update.id, result.update.last_result);
         observer_(result.report);
     }
 }

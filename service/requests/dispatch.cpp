@@ -162,6 +162,9 @@ constexpr std::array rows{
     reads<get_next_delivery>(Opcode::delivery_log, Operation::get_next),
     reads<get_message_text>(Opcode::message_text, Operation::get),
     changes<post_alert>(Opcode::post_alert, Operation::set),
+
+    reads<get_trace_buffer>(Opcode::trace_buffer, Operation::get),
+    reads<get_memory_statistics>(Opcode::memory_statistics, Operation::get),
 };
 
 // The receive buffer of a connection is made for this length.

@@ -61,6 +61,9 @@ class Dispatcher {
     Outcome handle(const protocol::FrameHeader& header, std::span<std::byte> body, Caller& caller,
                    Reply& reply);
 
+    // The request was answered, at once or later.
+    void note_answer(const TracedRequest& request) { facts_.traces->note_request(request); }
+
  private:
     Outcome call_in_scope(const RequestRow& row, std::span<const std::byte> record, Caller& caller,
                           Reply& reply);

@@ -14,6 +14,7 @@
 #include "protocol/records/message.h"
 #include "protocol/records/privacy.h"
 #include "protocol/records/signature.h"
+#include "protocol/records/trace.h"
 #include "requests/call.h"
 
 namespace callhome::service {
@@ -107,5 +108,9 @@ Outcome post_alert(Call& call, const protocol::AlertRecord& record);
 Outcome get_next_message(Call& call, const protocol::MessageLogRecord& record);
 Outcome get_next_delivery(Call& call, const protocol::DeliveryLogRecord& record);
 Outcome get_message_text(Call& call, const protocol::MessageKeyRecord& record);
+
+// support.cpp
+Outcome get_trace_buffer(Call& call, const protocol::TraceKeyRecord& record);
+Outcome get_memory_statistics(Call& call, const protocol::MemoryStatisticsRequest& record);
 
 }  // namespace callhome::service

@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "delivery/message_statistics.h"
 #include "store/database.h"
+#include "trace/traces.h"
 
 namespace callhome::service {
 
@@ -28,6 +30,7 @@ struct ServiceFacts {
     const std::string version;
     MessageStatistics statistics;
     const std::int64_t started_at;
+    std::shared_ptr<Traces> traces = std::make_shared<Traces>();
     std::filesystem::path database_file;
     std::filesystem::path socket;
     std::function<ClientFacts()> clients;  // empty while nobody is served

@@ -4,11 +4,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <fstream>
 #include <system_error>
 
 #include "protocol/records/signature.h"
 #include "requests/functions.h"
+#include "requests/info_lines.h"
 #include "signatures/signature_tables.h"
 
 namespace callhome::service {
@@ -19,14 +19,6 @@ using protocol::MessageCounters;
 using protocol::ResultCode;
 using protocol::ServiceInfo;
 using protocol::Status;
-
-std::string line_of(std::string_view name, std::string_view value) {
-    return fmt::format("{:<28}{}\n", fmt::format("{}:", name), value);
-}
-
-std::string line_of(std::string_view name, std::uint64_t value) {
-    return line_of(name, fmt::format("{}", value));
-}
 
 std::string on_or_off(bool is_on) {
     return is_on ? "enabled" : "disabled";
@@ -121,29 +113,8 @@ std::string store_text(const Call& call) {
            line_of("Disk", disk_text(file)) + line_of("SQLite", SQLite::getLibVersion());
 }
 
-struct MemoryLine {
-    std::string_view key;  // of /proc/self/status
-    std::string_view name;
-};
-
-constexpr std::array memory_lines{
-    MemoryLine{"VmRSS:", "Resident"},     MemoryLine{"VmHWM:", "Resident at most"},
-    MemoryLine{"VmSize:", "Virtual"},     MemoryLine{"VmData:", "Data"},
-    MemoryLine{"VmSwap:", "Swapped out"}, MemoryLine{"Threads:", "Threads"},
-};
-
 std::string memory_text(const Call& /*call*/) {
-    std::string text;
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        for (const MemoryLine& wanted : memory_lines) {
-            const std::size_t value = line.find_first_not_of(" \t", wanted.key.size());
-            if (line.starts_with(wanted.key) && value != std::string::npos) {
-                text += line_of(wanted.name, line.substr(value));
-            }
-        }
-    }
-    return text.empty() ? "The system does not say.\n" : text;
+    return process_memory_text();
 }
 
 std::string configuration_text(const Call& call) {

@@ -143,6 +143,7 @@ void Connection::answer_request(std::span<std::byte> body) {
     state_ = State::answering;
     ++request_number_;
     early_answer_.reset();
+    arrived_at_ = Clock::now();
     reply_.clear();
     Outcome outcome;
     in_function_ = true;
@@ -159,8 +160,18 @@ void Connection::answer_request(std::span<std::byte> body) {
     }
     in_function_ = false;
     if (const auto status = outcome ? outcome : early_answer_) {
+        note_answer(*status);
         send_reply(*status);
     }
+}
+
+void Connection::note_answer(Status status) {
+    const auto time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - arrived_at_);
+    host_.dispatcher().note_answer({.opcode = header_.opcode,
+                                    .operation = header_.operation,
+                                    .status = status,
+                                    .user = admission_.user,
+                                    .time = time});
 }
 
 // What follows in the stream cannot be told apart from the refused request: the connection ends.
@@ -183,6 +194,7 @@ void Connection::take_late_answer(std::uint64_t request, Status status, std::spa
         early_answer_ = status;
         return;
     }
+    note_answer(status);
     send_reply(status);
     serve();
 }

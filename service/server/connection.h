@@ -83,6 +83,7 @@ class Connection final : public Caller, public std::enable_shared_from_this<Conn
     bool answer_next_frame();
     void answer_request(std::span<std::byte> body);
     void refuse(protocol::Status status);
+    void note_answer(protocol::Status status);
     void take_late_answer(std::uint64_t request, protocol::Status status, std::span<const std::byte> body);
     void send_reply(protocol::Status status);
     void send_rest();
@@ -112,6 +113,7 @@ class Connection final : public Caller, public std::enable_shared_from_this<Conn
     std::size_t taken_ = 0;   // bytes of them that were answered
 
     protocol::FrameHeader header_{};
+    Clock::time_point arrived_at_;
     Reply reply_;
     std::span<const std::byte> unsent_;
 };

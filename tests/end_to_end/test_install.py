@@ -27,6 +27,21 @@ ServiceStatus ch_post_alert(uint32_t handle, const char* alert, const char* sour
     (void)handle, (void)alert, (void)source, (void)text, (void)result;
     return 0;
 }
+ServiceStatus ch_post_syslog_alert(uint32_t handle, const char* source, uint32_t severity, const char* text) {
+    (void)handle, (void)source, (void)severity, (void)text;
+    return 0;
+}
+int shell_execute_script_file(void* request) { (void)request; return 0; }
+int tracebuf_get_by_line(const char* buffer, int first, void* (*line)(const char*, void*), void* arg) {
+    (void)buffer, (void)first, (void)line, (void)arg;
+    return 0;
+}
+int tracebuf_dump_console(const char* buffer, int whole) { (void)buffer, (void)whole; return 0; }
+int debug_trace_dump(uint32_t handle, uint32_t destination, uint32_t opcode, void* request, uint32_t length,
+                     const char* function) {
+    (void)handle, (void)destination, (void)opcode, (void)request, (void)length, (void)function;
+    return 0;
+}
 void* cli_reply_handle_from_param(struct CommandContext* ctx) { (void)ctx; return 0; }
 void* cli_tuple(uint32_t tag, const char* value) { (void)tag, (void)value; return 0; }
 int cli_print(void* handle, const char* format, ...) { (void)handle, (void)format; return 0; }

@@ -135,7 +135,7 @@ class StructuredOutput(harness.EndToEnd):
         service = self.configured()
         done = self.shell(service, "show callhome transport-email | json | include port")
         self.assertEqual(done.stdout, '  "smtp_server_port": 2525\n')
-        self.assertEqual(self.shell(service, "show version | xml | count").stdout, "4\n")
+        self.assertEqual(self.shell(service, "show hostname | xml | count").stdout, "4\n")
 
     def test_a_form_after_the_command_goes_before_the_option(self):
         service = self.configured()

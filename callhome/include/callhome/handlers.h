@@ -31,6 +31,20 @@ uint32_t callhome_send_swcrash(struct CommandContext* ctx);
 uint32_t callhome_send_obx(struct CommandContext* ctx);
 uint32_t callhome_test_supfailure(struct CommandContext* ctx);
 
+/* Raising a simulated event. Returns 0 also when there is no such type of event, and whatever becomes of
+ * it. */
+uint32_t ch_trigger_event(struct CommandContext* ctx);
+
+/* What support asks for: the displays that tell of the feature, run as a script; the errors of the service,
+ * with numbers that go on from one display to the next; all that it has traced; its memory. With skip_exec,
+ * the statistics of memory do nothing. The last two only say that they are not implemented. */
+uint32_t callhome_show_tech_support(struct CommandContext* ctx);
+uint32_t callhome_show_trace(void);
+uint32_t ch_show_gch_trace(void);
+uint32_t callhome_show_memstats(struct CommandContext* ctx);
+uint32_t callhome_show_inventory(void);
+uint32_t callhome_show_techsupport(void);
+
 /* Configuration. */
 uint32_t callhome_info(struct CommandContext* ctx);
 uint32_t callhome_destprofile(struct CommandContext* ctx);
@@ -135,6 +149,12 @@ int parse_and_print_test_alert_reply(char* text, const char* name);
 /* Sorts the lines of `text` into confirmations and others, appending each to a buffer of 2048 bytes
  * that the caller has zeroed; what does not fit is cut. -1 when the working file cannot be used. */
 int parse_success_and_warning_message(const char* text, char* success_out, char* warning_out);
+
+/* Prints one line of a trace buffer with its number; null for a null line, else `arg`. */
+void* callhome_trace_dumper(const char* line, void* arg);
+
+/* 1 when `answer` is "y" or "n"; else 0, and unless there is no answer at all, it has said why. */
+int callhome_util_cli_input_verify(const char* answer);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

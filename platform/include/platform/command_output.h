@@ -61,6 +61,19 @@ class CommandOutput {
     bool is_outermost_;
 };
 
+// While it lives, what commands show inside the running one is text, which becomes lines of its document
+// where it has one.
+class ShownAsText {
+ public:
+    ShownAsText();
+    ShownAsText(const ShownAsText&) = delete;
+    ShownAsText& operator=(const ShownAsText&) = delete;
+    ~ShownAsText();
+
+ private:
+    bool before_;
+};
+
 // True while the output of the running command becomes a document.
 bool is_output_structured();
 

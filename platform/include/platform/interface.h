@@ -33,9 +33,30 @@ struct AlertResult {
     char text[PLATFORM_ALERT_TEXT_SIZE];
 };
 
-/* Raises an alert and waits until it was processed; the outcome is in `result`. */
+/* Raises an alert and waits until it was processed; the outcome is in `result`, which may be null. */
 ServiceStatus ch_post_alert(uint32_t transport_handle, const char* alert, const char* source,
                             const char* text, struct AlertResult* result);
+
+/* The same for a line of the system log: `severity` is 0 (emergency) to 7 (debugging). */
+ServiceStatus ch_post_syslog_alert(uint32_t transport_handle, const char* source, uint32_t severity,
+                                   const char* text);
+
+/* A script that the running command hands over: words that are not named are 0. */
+enum { PLATFORM_SCRIPT_PATH_SIZE = 128, PLATFORM_SCRIPT_FIXED = 2 };
+
+struct ScriptRun {
+    uint32_t reserved_0;
+    char path[PLATFORM_SCRIPT_PATH_SIZE];
+    uint8_t reserved_1[644];
+    uint32_t fixed_1; /* PLATFORM_SCRIPT_FIXED */
+    uint32_t fixed_2; /* PLATFORM_SCRIPT_FIXED */
+    uint32_t session_id;
+    uint8_t reserved_2[256];
+};
+
+/* Runs the commands of the file in a struct ScriptRun in the user's session, each with its heading, to the
+ * last one. 0 when all have succeeded. */
+int shell_execute_script_file(void* request);
 
 /* The text of a status or of any system error code. Never null; valid until the next call. */
 const char* sys_err_to_str(int32_t code);
@@ -61,6 +82,25 @@ int cfgout_start_stop_get(void);
 int cfgout_cmd_count_get(void);
 void cfgout_cmd_punch(void);
 int cfgout_buf_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/* Trace buffers, by name; the first line is 1. tracebuf_get_by_line calls `line` for each line from `first`
+ * on, whatever that returns. tracebuf_dump_console shows the buffer: with `whole` not 0 all of it, else its
+ * end. Both give the number of lines, or -1 after telling the operator why there are none. */
+int tracebuf_get_by_line(const char* buffer, int first, void* (*line)(const char*, void*), void* arg);
+int tracebuf_dump_console(const char* buffer, int whole);
+
+struct MemoryDumpRequest {
+    uint32_t fixed_1; /* 0 */
+    uint32_t detail;  /* 1: with the parts of each part */
+    uint32_t fixed_3; /* 5 */
+    uint32_t fixed_4; /* 0xFFFFFFFF */
+};
+
+/* Has a process show a dump of its own. The call-home service is destination 0xFE000000, and its memory
+ * statistics are opcode 66 with a struct MemoryDumpRequest and the function "mtrack_dump_memstats". 0, or
+ * -1 after telling the operator why there is none. */
+int debug_trace_dump(uint32_t transport_handle, uint32_t destination, uint32_t opcode, void* request,
+                     uint32_t length, const char* function);
 
 /* VRFs: 0 from vrf_api_init is success, 0 from vrf_get_context_id is "unknown". */
 int vrf_api_init(void);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -31,8 +32,19 @@ ServiceLocation find_service(const std::optional<std::string>& socket_option,
 // request; a connection that was lost is made again by the next one.
 void use_service(ServiceLocation location);
 
-// What the platform's own error lines begin with, "FILE:LINE: " in a script; empty at a prompt.
-void set_error_prefix(std::string prefix);
+// What the platform's own error lines begin with, "FILE:LINE: " in a script; empty at a prompt. Gives what
+// they began with before.
+std::string set_error_prefix(std::string prefix);
+
+// Tells the operator why a request failed: a refusal as a line of the display, a failed transport on
+// standard error, in words for the class of the command (see shell_print_mts_error).
+void tell_failure(ServiceStatus status, std::uint32_t cmd_type);
+
+// Runs the commands of an opened script, named for messages, in the session that runs now; true when all
+// have succeeded.
+using RunScript = std::function<bool(std::FILE* script, const std::string& name)>;
+// How shell_execute_script_file runs what it is given. Until this was called it refuses.
+void run_scripts_with(RunScript run);
 
 // The system contact, which no handler of the library sets. Without a text it is removed.
 ServiceStatus set_system_contact(const std::optional<std::string>& contact);
@@ -107,6 +119,10 @@ ServiceStatus read_messages(std::vector<MessageRow>& rows);
 ServiceStatus read_deliveries(std::uint32_t message_id, std::vector<DeliveryRow>& rows);
 // The receivers that some message still waits for.
 ServiceStatus read_queue(std::vector<DeliveryRow>& rows);
+// The lines of a trace buffer, by name; the oldest first.
+ServiceStatus read_trace_buffer(std::string_view name, std::string& text);
+// What the memory and the store of the service hold.
+ServiceStatus read_memory_statistics(bool with_detail, std::string& text);
 // A message as its receivers see it.
 ServiceStatus read_message_text(std::uint32_t message_id, std::string& text);
 

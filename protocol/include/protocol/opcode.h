@@ -43,6 +43,10 @@ enum class Opcode : std::uint32_t {
     message_text = 0x4C482,   // get: a recorded message, as its receivers see it
     post_alert = 0x4C483,     // set: an alert of the platform; the reply is its outcome as text
     session_state = 0x4C484,  // get: who holds the distribution session, and how the last one ended
+
+    // What support asks the service for; likewise.
+    trace_buffer = 0x4C485,       // get: the lines of a trace buffer, as text
+    memory_statistics = 0x4C486,  // get: what the service's memory and store hold, as text
 };
 
 enum class Operation : std::uint32_t {

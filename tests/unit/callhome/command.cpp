@@ -63,6 +63,7 @@ LibraryTest::LibraryTest() : folder_(make_folder()) {
     platform() = Platform{};
     files() = Files{};
     files().working_file = folder_ / "callhome_reply_msg.txt";
+    files().script = folder_ / "tech_callhome";
     cmd_type = 0;
     h = nullptr;
     std::memset(buffer, 0, sizeof buffer);

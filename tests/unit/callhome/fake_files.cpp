@@ -18,19 +18,25 @@ Files& files() {
 
 namespace {
 
-bool is_working_file(const char* path) {
-    return std::strcmp(path, working_file) == 0;
+// Where the file of this path really is; a null pointer for those that are where they say.
+const char* place_of(const char* path) {
+    if (std::strcmp(path, working_file) == 0) {
+        return files().working_file.c_str();
+    }
+    return std::strncmp(path, script_beginning, std::strlen(script_beginning)) == 0 ? files().script.c_str()
+                                                                                    : nullptr;
 }
 
 int open_path(const char* path, int flags, mode_t mode) {
-    if (!is_working_file(path)) {
+    const char* place = place_of(path);
+    if (place == nullptr) {
         return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
     }
     files().opened.emplace_back(path);
     if (files().opened.size() == 2 && files().when_opened_again) {
         files().when_opened_again();
     }
-    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, files().working_file.c_str(), flags, mode));
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, place, flags, mode));
 }
 
 }  // namespace
@@ -72,9 +78,9 @@ int fake_access(const char* path, int mode) {
 }
 
 int fake_unlink(const char* path) {
-    if (is_working_file(path)) {
+    if (const char* place = place_of(path)) {
         files().removed.emplace_back(path);
-        path = files().working_file.c_str();
+        path = place;
     }
     return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
 }

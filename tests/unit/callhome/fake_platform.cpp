@@ -8,8 +8,11 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 #include "callhome/data.h"
+#include "fake_files.h"
 #include "platform/interface.h"
 
 namespace callhome::test {
@@ -101,10 +104,57 @@ ServiceStatus ch_post_alert(uint32_t transport_handle, const char* alert, const 
                             const char* text, AlertResult* result) {
     note("post alert");
     platform().alerts.push_back({transport_handle, alert, source, text});
+    platform().was_given_alert_result = result != nullptr;
+    if (result == nullptr) {
+        return platform().alert_post_result;
+    }
     result->status = platform().alert_status;
     const std::string& reply = platform().alert_text;
     std::memcpy(result->text, reply.data(), std::min(reply.size(), sizeof result->text));
     return platform().alert_post_result;
+}
+
+ServiceStatus ch_post_syslog_alert(uint32_t transport_handle, const char* source, uint32_t severity,
+                                   const char* text) {
+    note("post syslog alert");
+    platform().syslog_alerts.push_back({transport_handle, source, severity, text});
+    return platform().alert_post_result;
+}
+
+int shell_execute_script_file(void* request) {
+    note("run script");
+    platform().scripts.push_back(copy_of(request, sizeof(ScriptRun)));
+    std::ostringstream text;
+    text << std::ifstream(files().script).rdbuf();
+    platform().script_texts.push_back(text.str());
+    platform().script_mode = static_cast<unsigned>(std::filesystem::status(files().script).permissions());
+    if (platform().when_script_runs) {
+        platform().when_script_runs();
+    }
+    std::puts("output of the commands");
+    return platform().script_result;
+}
+
+int tracebuf_get_by_line(const char* name, int first, void* (*line)(const char*, void*), void* arg) {
+    note("trace lines of " + std::string(name) + " from " + std::to_string(first));
+    for (const std::string& text : platform().trace_lines) {
+        platform().line_results.push_back(line(text.c_str(), arg));
+    }
+    platform().line_results.push_back(line(nullptr, arg));
+    return platform().trace_result;
+}
+
+int tracebuf_dump_console(const char* name, int whole) {
+    note("dump of " + std::string(name) + ", whole " + std::to_string(whole));
+    return platform().trace_result;
+}
+
+int debug_trace_dump(uint32_t transport_handle, uint32_t destination, uint32_t opcode, void* request,
+                     uint32_t length, const char* function) {
+    note("debug dump");
+    platform().memory_dumps.push_back(
+        {transport_handle, destination, opcode, length, copy_of(request, length), function});
+    return platform().trace_result;
 }
 
 const char* sys_err_to_str(int32_t code) {

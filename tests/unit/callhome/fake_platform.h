@@ -63,6 +63,19 @@ struct PostedAlert {
     std::string alert, source, text;
 };
 
+struct PostedSyslogAlert {
+    std::uint32_t transport_handle;
+    std::string source;
+    std::uint32_t severity;
+    std::string text;
+};
+
+struct MemoryDump {
+    std::uint32_t transport_handle, destination, opcode, length;
+    Bytes request;
+    std::string function;
+};
+
 struct Platform {
     std::vector<std::string> calls;  // every call in order, in a short notation
     std::deque<Answer> answers;      // for the exchanges to come; after the last one: status 0, no reply
@@ -89,6 +102,21 @@ struct Platform {
     ServiceStatus alert_post_result = 0;
     ServiceStatus alert_status = 0;
     std::string alert_text;  // all its bytes are put into the result, at most the size of its text
+
+    std::vector<PostedSyslogAlert> syslog_alerts;
+    bool was_given_alert_result = false;
+
+    // Scripts: the request, and the file that it names as it is while the script runs.
+    std::vector<Bytes> scripts;
+    std::vector<std::string> script_texts;
+    unsigned script_mode = 0;
+    std::function<void()> when_script_runs;
+    int script_result = 0;
+
+    std::vector<std::string> trace_lines;  // of every buffer
+    std::vector<const void*> line_results;
+    int trace_result = 0;
+    std::vector<MemoryDump> memory_dumps;
 
     // Requests and replies that are under way.
     Bytes last_handed_over;

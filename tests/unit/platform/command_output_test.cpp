@@ -43,6 +43,26 @@ TEST(CommandOutputTest, ValidTextPassesAsItIs) {
     EXPECT_EQ(shown_by(OutputFormat::text, [&] { std::fputs(text.c_str(), stdout); }), text);
 }
 
+TEST(CommandOutputTest, WhatIsShownAsTextBecomesLinesOfTheDocument) {
+    EXPECT_EQ(
+        json_by([] {
+            {
+                const ShownAsText shown_as_text;
+                EXPECT_FALSE(is_output_structured());
+                const CommandOutput inner(OutputFormat::xml, {{"id"}}, on_file);
+                set_value("id", std::string("not set"));
+                void* handle = ::cli_reply_handle_from_param(nullptr);
+                ::cli_print(handle, "enabled : %s\n", ::cli_tuple(0x30740001, "no"), nullptr);
+                show_configuration("  enable\n");
+                std::puts("plain");
+            }
+            EXPECT_TRUE(is_output_structured());
+            set_value("id", std::string("set"));
+        }),
+        "{\n  \"id\": \"set\",\n  \"text\": [\n    \"enabled : no\",\n    \"  enable\",\n    \"plain\"\n"
+        "  ]\n}\n");
+}
+
 TEST(CommandOutputTest, WhatIsNotUtf8IsReplacedWhicheverWayItIsPrinted) {
     EXPECT_EQ(shown_by(OutputFormat::text,
                        [] {

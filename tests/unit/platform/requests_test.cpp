@@ -75,6 +75,23 @@ TEST_F(RequestsTest, AnAlertCarriesItsTextsAndBringsBackTheOutcome) {
     EXPECT_STREQ(record.alert, "SUP_FAILURE");
     EXPECT_STREQ(record.source, "system manager");
     EXPECT_STREQ(record.text, "a test");
+    EXPECT_EQ(record.severity, 0xFFFFFFFFU) << "its name says it";
+}
+
+TEST_F(RequestsTest, AnAlertOfTheSystemLogCarriesItsSeverity) {
+    Frame seen;
+    serve([&](const Frame& request, Peer& peer) {
+        seen = request;
+        peer.reply(request, "Successfully sent to a@example.com\n", Status::not_sent);
+    });
+    EXPECT_EQ(::ch_post_syslog_alert(0, "ethport", 2, "link down"), static_cast<int>(Status::not_sent));
+    EXPECT_EQ(seen.header.opcode, 0x4C483U);
+    EXPECT_EQ(seen.header.operation, 3U);
+    const auto record = from_transport_order<protocol::AlertRecord>(seen.body);
+    EXPECT_STREQ(record.alert, "SYSLOG_ALERT");
+    EXPECT_STREQ(record.source, "ethport");
+    EXPECT_STREQ(record.text, "link down");
+    EXPECT_EQ(record.severity, 2U);
 }
 
 TEST_F(RequestsTest, AnAlertsOverlongTextsAreCutToTheirFields) {
@@ -102,6 +119,7 @@ TEST_F(RequestsTest, AnAlertWithoutAServiceFails) {
     EXPECT_EQ(result.status, -1);
     EXPECT_STREQ(result.text, "");
     EXPECT_EQ(::ch_post_alert(0, "a", "b", "c", nullptr), -1);
+    EXPECT_EQ(::ch_post_syslog_alert(0, nullptr, 0, nullptr), -1);
 }
 
 TEST_F(RequestsTest, TheSystemContactIsSetAndRemovedByItsName) {

@@ -148,13 +148,17 @@ TEST(Record, DeliveryLogTravelsWithItsWordsFirst) {
                   .text("450 later", 512));
 }
 
-TEST(Record, AlertTravelsAsThreeTexts) {
+TEST(Record, AlertTravelsAsThreeTextsAndItsSeverity) {
     AlertRecord record{};
     put(record.alert, "SUP_FAILURE");
     put(record.source, "system manager");
     put(record.text, "down");
-    EXPECT_EQ(in_transport_order(record),
-              Bytes().text("SUP_FAILURE", 64).text("system manager", 256).text("down", 2048));
+    record.severity = 0x01020304;
+    EXPECT_EQ(in_transport_order(record), Bytes()
+                                              .text("SUP_FAILURE", 64)
+                                              .text("system manager", 256)
+                                              .text("down", 2048)
+                                              .raw("\x01\x02\x03\x04"));
 }
 
 TEST(Record, MessageKeyTravelsAsAWord) {

@@ -156,6 +156,39 @@ TELLING_HANDLER(ch_clear_gch_ds_statistics)
 TELLING_HANDLER(ch_config_gch_ds_environment)
 TELLING_HANDLER(ch_config_gch_ds_profile)
 TELLING_HANDLER(ch_config_gch_ds_active)
+TELLING_HANDLER(ch_trigger_event)
+TELLING_HANDLER(callhome_show_memstats)
+
+// Those that are given nothing.
+std::uint32_t callhome_show_trace() {
+    std::puts("callhome_show_trace");
+    return 0;
+}
+std::uint32_t ch_show_gch_trace() {
+    std::puts("ch_show_gch_trace");
+    return 0;
+}
+std::uint32_t callhome_show_inventory() {
+    return 0;
+}
+std::uint32_t callhome_show_techsupport() {
+    return 0;
+}
+
+// The script that the environment names, as a command that hands one over. Tests that load the library
+// without a shell have nothing that could run it.
+[[gnu::weak]] int shell_execute_script_file(void* request);
+std::uint32_t callhome_show_tech_support(CommandContext*) {
+    constexpr std::size_t path_place = 4;
+    constexpr std::size_t request_size = 1044;
+    std::array<char, request_size> request{};
+    const char* path = std::getenv("FAKE_SCRIPT");
+    (void)std::snprintf(request.data() + path_place, request.size() - path_place, "%s", path);
+    std::puts("before");
+    const bool has_failed = shell_execute_script_file(request.data()) != 0;
+    std::puts("after");
+    return has_failed ? 1 : 0;
+}
 
 // Asks, as an installation does.
 std::uint32_t ch_exec_gch_ds_install(CommandContext* context) {

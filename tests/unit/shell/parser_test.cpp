@@ -227,11 +227,11 @@ constexpr Line errors[] = {
      "help"},
     {"exec", "show  wrod",
      "error at 6: Invalid input at \"wrod\": expected callhome, diagnostic-signature, running-config, "
-     "history, version"},
+     "history, version, tech-support, trace, system, ..."},
     {"exec", "show version now", "error at 13: Invalid input at \"now\": nothing more can stand here"},
     {"exec", "show",
      "error at 4: Incomplete command: expected callhome, diagnostic-signature, running-config, history, "
-     "version"},
+     "version, tech-support, trace, system, ..."},
     {"exec", "do show version",
      "error at 0: Invalid input at \"do\": expected configure, callhome, show, clear, exit, quit, end, "
      "help"},

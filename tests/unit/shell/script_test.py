@@ -54,7 +54,7 @@ class Script(unittest.TestCase):
         done = shell("-c", "show version", "-c", "show wrod")
         self.assertEqual(done.stderr,
                          'command 2: Invalid input at "wrod": expected callhome, diagnostic-signature, '
-                         'running-config, history, version\n')
+                         'running-config, history, version, tech-support, trace, system, ...\n')
         self.assertEqual(done.returncode, 1)
 
     def test_an_error_of_a_file_names_file_and_line_and_ends_the_script(self):
@@ -62,7 +62,7 @@ class Script(unittest.TestCase):
         done = shell("-f", name)
         self.assertEqual(done.stdout.count("callhome "), 1)
         self.assertEqual(done.stderr, f"{name}:4: Incomplete command: expected callhome, diagnostic-signature, "
-                                      "running-config, history, version\n")
+                                      "running-config, history, version, tech-support, trace, system, ...\n")
         self.assertEqual(done.returncode, 1)
 
     def test_a_file_may_begin_with_a_byte_order_mark(self):
@@ -140,7 +140,8 @@ class Script(unittest.TestCase):
     def test_output_and_errors_stand_in_order(self):
         done = shell("--echo", "--keep-going", "-c", "show version", "-c", "wrod", "-c", "show version", merge=True)
         kinds = [line.split(" ")[0] for line in done.stdout.splitlines()]
-        self.assertEqual(kinds, ["sw#", "callhome", "sw#", "command", "sw#", "callhome"])
+        version = ["sw#", "callhome", "kernel", "distribution"]
+        self.assertEqual(kinds, [*version, "sw#", "command", *version])
 
     def test_filters_see_what_handlers_print(self):
         done = shell("-c", "show callhome transport-email | include 9 | exclude 9$ | no-more")
@@ -232,6 +233,81 @@ class Script(unittest.TestCase):
         done = shell("-f", "/")
         self.assertEqual(done.stderr, "/: cannot be read: Is a directory\n")
         self.assertEqual(done.returncode, 1)
+
+    def run_within(self, script, *arguments, **settings):
+        """`show tech-support callhome` of the fake library runs the script."""
+        os.environ["FAKE_SCRIPT"] = self.script(script)
+        self.addCleanup(os.environ.pop, "FAKE_SCRIPT", None)
+        return shell(*arguments, **settings)
+
+    def test_a_command_may_have_a_script_run_in_its_session(self):
+        done = self.run_within("show trace callhome\n\n! a comment\ncallhome test\n",
+                               "-c", "show tech-support callhome")
+        self.assertEqual(done.stdout, "before\nsw# show trace callhome\ncallhome_show_trace\nsw# ! a comment\n"
+                                      "sw# callhome test\ncallhome_test no=0 id=0\nafter\n")
+        self.assertEqual((done.stderr, done.returncode), ("", 0))
+
+    def test_filters_of_the_script_and_of_its_command_are_each_for_their_own(self):
+        script = "show callhome transport-email | include 9 | count\nshow callhome transport-email | begin 99\n"
+        lines = ["before", "sw# show callhome transport-email | include 9 | count", "19",
+                 "sw# show callhome transport-email | begin 99", "line 99", "line 100", "after"]
+        done = self.run_within(script, "-c", "show tech-support callhome")
+        self.assertEqual((done.stdout.splitlines(), done.returncode), (lines, 0), done.stderr)
+        done = self.run_within(script, "-c", "show tech-support callhome | exclude 100", "-c", "callhome test")
+        lines.remove("line 100")
+        self.assertEqual(done.stdout.splitlines(), [*lines, "callhome_test no=0 id=0"])
+
+    def test_a_script_of_a_command_as_a_document_is_its_lines(self):
+        done = self.run_within("show callhome transport-email | include 42\nshow version\n",
+                               "--output", "json", "-c", "show tech-support callhome")
+        text = json.loads(done.stdout)["text"]
+        self.assertEqual(text[:4], ["before", "sw# show callhome transport-email | include 42", "line 42",
+                                    "sw# show version"])
+        self.assertTrue(text[4].startswith("callhome "))
+        self.assertEqual(text[-1], "after")
+        self.assertEqual((done.stderr, done.returncode), ("", 0))
+
+    def test_a_failure_in_the_script_of_a_command_ends_nothing_and_fails_the_command(self):
+        done = self.run_within("show nothing\ncallhome test\n", "-c", "show tech-support callhome")
+        self.assertEqual(done.stdout.splitlines()[-2:], ["callhome_test no=0 id=0", "after"])
+        place, reason = done.stderr.splitlines()
+        self.assertTrue(place.startswith(os.environ["FAKE_SCRIPT"] + ':1: Invalid input at "nothing"'), place)
+        self.assertEqual(reason, "command 1: command failed: show tech-support callhome")
+        self.assertEqual(done.returncode, 1)
+
+    def test_the_session_is_afterwards_where_it_was(self):
+        script = "configure terminal\ncallhome\nsite-id a\nexit\nexit\nexit\ncallhome test\n"
+        done = self.run_within(script, "-c", "configure terminal", "-c", "show tech-support callhome",
+                               "-c", "snmp-server enable traps callhome", "-c", "end", "-c", "callhome test")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertNotIn("sw# callhome test", done.stdout, "the script has left the session")
+        self.assertEqual(done.stdout.splitlines()[-3:],
+                         ["after", "callhome_traps_enable no=0 id=0", "callhome_test no=0 id=0"])
+
+    def test_a_script_of_a_command_cannot_run_itself_without_end(self):
+        done = self.run_within("show tech-support callhome\n", "-c", "show tech-support callhome")
+        self.assertEqual(done.stdout, "before\nsw# show tech-support callhome\nbefore\nafter\nafter\n")
+        self.assertIn(":1: A script that a command runs cannot run another one\n", done.stderr)
+        self.assertEqual(done.returncode, 1)
+
+    def test_a_service_lost_within_the_script_leaves_what_was_printed(self):
+        script = "show callhome transport-email | include line [1-3]\n"
+        for filters, wanted in (("", 33), ("| include line", 33), ("| json", 33)):
+            done = self.run_within(script, "-c", "show tech-support callhome " + filters,
+                                   display="lose the service")
+            self.assertEqual(sum(done.stdout.count(f"line {digit}") for digit in (1, 2, 3)), wanted)
+            self.assertEqual((done.stderr, done.returncode), ("the service is lost\n", 1))
+
+    def test_the_displays_of_the_system_need_no_service(self):
+        name, kernel = os.uname().nodename, os.uname().release
+        self.assertEqual(shell("-c", "show hostname").stdout, name + "\n")
+        self.assertIn(kernel, shell("-c", "show version").stdout)
+        document = json.loads(shell("-c", "show version | json").stdout)
+        self.assertEqual(set(document), {"version", "kernel", "distribution"})
+        self.assertEqual(json.loads(shell("-c", "show hostname | json").stdout), {"host_name": name})
+        module = json.loads(shell("-c", "show module | json").stdout)
+        self.assertEqual(module["processors"], os.cpu_count())
+        self.assertIn(f'{module["memory_mib"]} MiB', shell("-c", "show module").stdout)
 
     def test_a_missing_library_is_named_when_a_command_needs_it(self):
         command = [SHELL, "--library", "/nonexistent/lib.so", "-c", "show version", "-c", "callhome test"]

@@ -52,13 +52,21 @@ struct [[gnu::packed]] DeliveryLogRecord {
 CALLHOME_RECORD(DeliveryLogRecord, 792, id, message_id, state, attempts, next_attempt_at, last_attempt_at,
                 receiver, last_result);
 
+// The alert that stands for a line of the system log: what it is about is said by its source and severity.
+inline constexpr const char* syslog_alert = "SYSLOG_ALERT";
+
+// AlertRecord::severity of an alert whose name says how severe it is.
+inline constexpr std::uint32_t severity_of_its_name = 0xFFFFFFFF;
+inline constexpr std::uint32_t least_severe = 7;  // of the system log, whose 0 is the most severe
+
 // Opcode post_alert; the reply is one line a receiver as text, without a terminator.
 struct [[gnu::packed]] AlertRecord {
-    char alert[64];    // name of the alert
-    char source[256];  // who raises it
-    char text[2048];   // what happened
+    char alert[64];          // name of the alert
+    char source[256];        // who raises it
+    char text[2048];         // what happened
+    std::uint32_t severity;  // as the system log counts, 0 to 7; or severity_of_its_name
 };
-CALLHOME_RECORD(AlertRecord, 2368, alert, source, text);
+CALLHOME_RECORD(AlertRecord, 2372, alert, source, text, severity);
 
 // Opcode message_text; the reply is the text alone, without a terminator.
 struct [[gnu::packed]] MessageKeyRecord {

@@ -39,6 +39,8 @@ const std::map<Opcode, std::set<int>> answered{
     {Opcode::delivery_log, {2}},
     {Opcode::message_text, {1}},
     {Opcode::post_alert, {3}},
+    {Opcode::trace_buffer, {1}},
+    {Opcode::memory_statistics, {1}},
 };
 
 // Message statistics are cleared by asking for them.

@@ -42,6 +42,32 @@ ServerLimits with_frame_time(std::chrono::milliseconds time) {
 
 constexpr std::chrono::milliseconds short_time{30};
 
+TEST(Connection, TracesEachAnswerWithItsStatus) {
+    RunningServer server;
+    SocketClient client(server.socket());
+    EXPECT_TRUE(client.ask(get_contact("priority")));
+    EXPECT_TRUE(client.ask(get_contact("sysContact")));
+    const std::string trace = server.trace();
+    const std::string who = "by user " + std::to_string(::getuid()) + ": ";
+    EXPECT_NE(trace.find("request: get contact_field " + who + "done, "), std::string::npos) << trace;
+    EXPECT_NE(trace.find("request: get contact_field " + who + protocol::text_of(Status::not_found) + ", "),
+              std::string::npos)
+        << trace;
+}
+
+TEST(Connection, TracesALateAnswerWhenItIsThere) {
+    RunningServer server;
+    SocketClient client(server.socket());
+    server.within([&] { server.store().set_enabled(true); });
+    client.send(send_test_message());
+    while (server.within([] { return fake_messages().unanswered.empty(); })) {
+    }
+    EXPECT_EQ(server.trace().find("send_message"), std::string::npos);
+    server.within([] { fake_messages().unanswered.front()(Status::not_sent, "later"); });
+    EXPECT_TRUE(client.receive());
+    EXPECT_NE(server.trace().find("request: set send_message "), std::string::npos) << server.trace();
+}
+
 TEST(Connection, AnswersARequestAndKeepsWaitingForTheNext) {
     RunningServer server;
     SocketClient client(server.socket());

@@ -49,6 +49,8 @@ class RunningServer {
 
     std::filesystem::path socket() const { return folder_ / "socket"; }
     Store& store() { return store_; }
+    // What the service has traced.
+    std::string trace() const { return facts_.traces->text_of("callhome").value(); }
     int times_empty() {
         return within([this] { return times_empty_; });
     }
