@@ -2,13 +2,13 @@
 #pragma once
 
 #include <chrono>
-#include <compare>
 #include <cstddef>
 #include <ctime>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 
 namespace callhome::service {
 
@@ -25,7 +25,9 @@ struct EventIdentity {
     std::string source;
     std::string text;
 
-    auto operator<=>(const EventIdentity&) const = default;
+    bool operator<(const EventIdentity& other) const {
+        return std::tie(alert, source, text) < std::tie(other.alert, other.source, other.text);
+    }
 };
 
 struct ThrottleSettings {
