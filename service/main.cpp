@@ -103,6 +103,13 @@ CommandSettings command_settings(const Options& options) {
             .time = options.command_limit};
 }
 
+EventSettings event_settings(const Options& options) {
+    EventSettings settings;
+    settings.throttle = options.throttle;
+    settings.commands = command_settings(options);
+    return settings;
+}
+
 void serve(const Options& options) {
     const auto traces = std::make_shared<Traces>();
     trace_log(traces);
@@ -113,7 +120,7 @@ void serve(const Options& options) {
     asio::io_context io(one_thread);
     asio::signal_set signals(io, SIGTERM, SIGINT, SIGHUP);
     end_on_signals(signals, io);
-    MessageService messages(io, database, store.configuration(), options.delivery);
+    MessageService messages(io, database, store.configuration(), options.delivery, event_settings(options));
     SoftwareInventory software;
     LocalCommitEngine commit_engine(io);
     DistributionSession session(database, store, commit_engine);

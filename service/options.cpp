@@ -124,12 +124,21 @@ void add_signature_options(CLI::App& app, Options& options) {
     app.add_option("--log-socket", options.log_socket, "Take log lines for signatures here")
         ->option_text("PATH");
     app.add_option("--command-user", options.command_user,
-                   "Who runs the commands of signatures when the service is root (nobody)")
+                   "Who runs the commands of messages when the service is root (nobody)")
         ->option_text("NAME");
     app.add_option_function<int>(
            "--command-limit",
            [&options](int seconds) { options.command_limit = std::chrono::seconds(seconds); },
-           "Longest time for one command of a signature, 1 to 86400 (30)")
+           "Longest time for one command of a message, 1 to 86400 (30)")
+        ->check(CLI::Range(1, longest_setting))
+        ->option_text("SECONDS");
+}
+
+void add_event_options(CLI::App& app, ThrottleSettings& throttle) {
+    app.add_option_function<int>(
+           "--throttle-window",
+           [&throttle](int seconds) { throttle.window = std::chrono::seconds(seconds); },
+           "Count events that repeat one within this time, 1 to 86400 (7200)")
         ->check(CLI::Range(1, longest_setting))
         ->option_text("SECONDS");
 }
@@ -166,6 +175,7 @@ std::variant<Options, ExitStatus> parse_options(int argument_count, const char* 
            "The least grave that is logged: " + level_words() + " (info)")
         ->option_text("LEVEL");
     add_delivery_options(app, options.delivery);
+    add_event_options(app, options.throttle);
     add_signature_options(app, options);
     add_trust_options(app, options.trust);
     try {

@@ -10,6 +10,7 @@
 #include <spdlog/common.h>
 
 #include "delivery/settings.h"
+#include "events/duplicate_throttle.h"
 #include "signatures/signing.h"
 
 namespace callhome::service {
@@ -23,9 +24,10 @@ struct Options {
     spdlog::level::level_enum log_level = spdlog::level::info;
     DeliverySettings delivery;
     std::filesystem::path log_socket;     // where signatures get log lines
-    std::string command_user = "nobody";  // who runs the commands of signatures where this is root
+    std::string command_user = "nobody";  // who runs the commands of messages where this is root
     std::chrono::seconds command_limit{30};
     TrustSettings trust;
+    ThrottleSettings throttle;
 };
 
 enum ExitStatus : int {

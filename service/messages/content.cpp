@@ -75,6 +75,7 @@ ContentBlock event_block(const MessageSubject& subject) {
             add_field(block, name.element, name.label, clean_text(*values[i]), true);
         }
     }
+    add_field(block, "repeated", "Repeated", subject.repeated, true);
     return block;
 }
 
@@ -102,6 +103,15 @@ ContentBlock contact_block(const Configuration& configuration) {
     return block;
 }
 
+void add_command_sections(MessageContent& content, const MessageSubject& subject) {
+    std::vector<CommandOutput> outputs(subject.outputs.begin(), subject.outputs.end());
+    if (subject.signature != nullptr) {
+        outputs.insert(outputs.begin(), subject.signature->outputs.begin(),
+                       subject.signature->outputs.end());
+    }
+    std::ranges::move(command_sections(outputs), std::back_inserter(content.sections));
+}
+
 }  // namespace
 
 MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,
@@ -116,10 +126,7 @@ MessageContent compose_content(const MessageSubject& subject, const MessageStamp
                       device_block(inventory), contact_block(configuration)};
     std::erase_if(content.blocks, [](const ContentBlock& block) { return block.fields.empty(); });
     content.sections = compose_sections(subject.type->sections, configuration, inventory);
-    if (subject.signature != nullptr) {
-        std::ranges::move(command_sections(subject.signature->outputs),
-                          std::back_inserter(content.sections));
-    }
+    add_command_sections(content, subject);
     return content;
 }
 

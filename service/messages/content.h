@@ -1,10 +1,12 @@
 // What a message says, before it has a format.
 #pragma once
 
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "commands/command_output.h"
 #include "inventory/system_inventory.h"
 #include "messages/message_type.h"
 #include "messages/signature_report.h"
@@ -56,7 +58,9 @@ struct MessageSubject {
     std::string parameter_1;
     std::string parameter_2;
     std::string requested_by;
-    const SignatureReport* signature = nullptr;  // of a signature's message
+    const SignatureReport* signature = nullptr;   // of a signature's message
+    std::string repeated = {};                    // of an event that came again meanwhile: how often
+    std::span<const CommandOutput> outputs = {};  // of the operator's commands; what it points to stays
 };
 
 MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,

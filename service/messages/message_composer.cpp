@@ -7,6 +7,7 @@
 #include "messages/mail_builder.h"
 #include "messages/text.h"
 #include "messages/text_format.h"
+#include "messages/user_commands.h"
 #include "messages/xml_format.h"
 
 namespace callhome::service {
@@ -47,6 +48,13 @@ std::string mail_around(const NewMessage& message, std::size_t number, const Mes
     return build_mail(mail);
 }
 
+MessageSubject subject_for(const Profile& profile, MessageSubject subject) {
+    if (!takes_user_commands(profile)) {
+        subject.outputs = {};
+    }
+    return subject;
+}
+
 }  // namespace
 
 MessageStamp make_stamp(long long time, const SystemInventory& inventory) {
@@ -64,7 +72,7 @@ std::vector<NewMessage> compose_messages(const MessageSubject& subject, const Me
     for (const Taker& taker : takers) {
         const Profile& profile = *taker.profile;
         const MessageContent content =
-            compose_content(subject, stamp, profile.name, configuration, inventory);
+            compose_content(subject_for(profile, subject), stamp, profile.name, configuration, inventory);
         NewMessage message;
         message.type = subject.type->name;
         message.profile = profile.name;

@@ -13,22 +13,60 @@
 #include "messages/message_composer.h"
 #include "messages/processing_marker.h"
 #include "messages/reply_text.h"
+#include "messages/text.h"
+#include "messages/user_commands.h"
 
 namespace callhome::service {
 namespace {
 
 constexpr std::size_t longest_reply = sizeof(protocol::SendMessageRecord::reply_text) - 1;
 
-// A request whose receivers are being tried for the first time.
+// What a message is made of.
+struct MessageOrder {
+    MessageType type;
+    std::string parameter_1 = {};
+    std::string parameter_2 = {};
+    std::string requested_by = {};
+    std::function<void()> when_recorded = {};
+    std::unique_ptr<const SignatureReport> report = {};
+    std::optional<EventIdentity> event = {};
+    Repeats repeats = {};  // of the event, to be told with it
+};
+
+// A message until its receivers were tried for the first time.
 struct OpenRequest {
-    std::string wording;
+    MessageOrder order;
     MessageService::Done done;
+    std::chrono::steady_clock::time_point answer_due;
     asio::steady_timer answer_timer;
     std::map<std::int64_t, ReceiverName> receivers;  // by delivery
     std::map<std::int64_t, ReplyLine> lines;         // of those that were tried
 };
 
 constexpr std::uint64_t no_request = 0;
+
+std::vector<Taker> takers_of(const Configuration& configuration, const MessageOrder& order) {
+    return select_takers(configuration, order.type, order.report ? order.report->profile : "");
+}
+
+std::vector<std::string> commands_for(const Configuration& configuration, const MessageOrder& order,
+                                      const std::vector<Taker>& takers) {
+    const bool has_readers =
+        std::ranges::any_of(takers, [](const Taker& taker) { return takes_user_commands(*taker.profile); });
+    return has_readers ? user_commands_of(configuration, order.type.alert_group)
+                       : std::vector<std::string>{};
+}
+
+MessageSubject subject_of(const MessageOrder& order, const std::vector<CommandOutput>& outputs,
+                          std::int64_t now) {
+    return {.type = &order.type,
+            .parameter_1 = order.parameter_1,
+            .parameter_2 = order.parameter_2,
+            .requested_by = order.requested_by,
+            .signature = order.report.get(),
+            .repeated = repeats_text(order.repeats, now),
+            .outputs = outputs};
+}
 
 std::string without_carriage_returns(std::string text) {
     std::erase(text, '\r');
@@ -40,38 +78,52 @@ std::string without_carriage_returns(std::string text) {
 class MessageService::Implementation {
  public:
     Implementation(asio::io_context& io, Database& database, const Configuration& configuration,
-                   const DeliverySettings& settings)
+                   const DeliverySettings& settings, EventSettings events)
         : io_(io),
           configuration_(configuration),
           settings_(settings),
+          command_limits_(events.command_limits),
+          most_open_(events.most_open),
           marker_(settings.marker),
+          throttle_(std::move(events.throttle)),
+          commands_(io, std::move(events.commands), events.commands_at_once),
           post_office_(io, database, configuration, settings,
                        [this](const AttemptReport& report) { take_report(report); }) {}
 
-    void process(const MessageSubject& subject, Done done);
+    void send(const MessageRequest& request, Done done);
+    void alert(const AlertRequest& request, Done done);
     void report(const SignatureReport& report, Done done);
     const PostOffice& post_office() const { return post_office_; }
+    std::size_t duplicates() const { return throttle_.counted(); }
+    bool busy_soon() const { return !open_.empty() || post_office_.busy_soon(); }
 
  private:
     void answer(Done done, protocol::Status status, std::string text);
-    std::uint64_t open(const MessageType& type, Done done);
-    void compose_and_offer(std::uint64_t number, const MessageSubject& subject,
-                           const std::vector<Taker>& takers);
+    bool is_refused(const MessageOrder& order, const std::vector<Taker>& takers, Done& done);
+    bool is_duplicate(const MessageOrder& order, Done& done);
+    std::uint64_t open(MessageOrder order, Done done);
+    void run_commands(std::uint64_t number, const std::vector<Taker>& takers);
+    void compose_and_offer(std::uint64_t number, const std::vector<CommandOutput>& outputs);
     bool offer(OpenRequest& request, const std::vector<NewMessage>& messages);
     void take_report(const AttemptReport& report);
     void start_waiting(std::uint64_t number);
     void close_request(std::uint64_t number);
+    void give_up(std::uint64_t number, protocol::Status status, std::string text);
     void end_processing(std::uint64_t number, protocol::Status status, std::string text);
 
     asio::io_context& io_;
     const Configuration& configuration_;
     const DeliverySettings settings_;
+    const SeriesLimits command_limits_;
+    const std::size_t most_open_;
     ProcessingMarker marker_;
+    DuplicateThrottle throttle_;
     std::map<std::uint64_t, OpenRequest> open_;
     std::uint64_t in_turn_ = no_request;  // of those that wait for one another
     std::uint64_t request_count_ = no_request;
     std::shared_ptr<Implementation*> self_ = std::make_shared<Implementation*>(this);
-    PostOffice post_office_;  // last: it reports to what stands above
+    CommandSeries commands_;  // these report to what stands above
+    PostOffice post_office_;
 };
 
 // Never from within the caller: it may hold things that the answer changes.
@@ -81,8 +133,19 @@ void MessageService::Implementation::answer(Done done, protocol::Status status, 
     });
 }
 
-void MessageService::Implementation::process(const MessageSubject& subject, Done done) {
-    if (subject.type == nullptr) {
+// True, and `done` has its answer, for a message that would go to nobody.
+bool MessageService::Implementation::is_refused(const MessageOrder& order, const std::vector<Taker>& takers,
+                                                Done& done) {
+    if (takers.empty()) {
+        answer(std::move(done), protocol::Status::not_sent, why_nobody_takes(configuration_, order.type));
+        return true;
+    }
+    return false;
+}
+
+void MessageService::Implementation::send(const MessageRequest& request, Done done) {
+    const MessageType* type = find_message_type(request.type, Origin::command);
+    if (type == nullptr) {
         answer(std::move(done), protocol::Status::malformed_request, "There is no such type of message");
         return;
     }
@@ -90,48 +153,116 @@ void MessageService::Implementation::process(const MessageSubject& subject, Done
         answer(std::move(done), protocol::Status::message_in_progress, "");
         return;
     }
-    const std::vector<Taker> takers = select_takers(configuration_, *subject.type);
-    if (takers.empty()) {
-        answer(std::move(done), protocol::Status::not_sent,
-               why_nobody_takes(configuration_, *subject.type));
+    MessageOrder order{.type = *type,
+                       .parameter_1 = request.parameter_1,
+                       .parameter_2 = request.parameter_2,
+                       .requested_by = request.requested_by,
+                       .when_recorded = request.when_recorded};
+    const std::vector<Taker> takers = takers_of(configuration_, order);
+    if (!is_refused(order, takers, done)) {
+        in_turn_ = open(std::move(order), std::move(done));
+        run_commands(in_turn_, takers);
+    }
+}
+
+void MessageService::Implementation::alert(const AlertRequest& request, Done done) {
+    const auto type = event_type(request.alert, request.severity);
+    if (!type) {
+        answer(std::move(done), protocol::Status::malformed_request,
+               "There is no such alert, or no such severity");
         return;
     }
-    in_turn_ = open(*subject.type, std::move(done));
-    marker_.raise();
-    compose_and_offer(in_turn_, subject, takers);
+    MessageOrder order{.type = *type,
+                       .parameter_1 = request.source,
+                       .parameter_2 = request.text,
+                       .requested_by = request.requested_by,
+                       .event = EventIdentity{request.alert, request.source, request.text}};
+    const std::vector<Taker> takers = takers_of(configuration_, order);
+    if (is_refused(order, takers, done) || is_duplicate(order, done)) {
+        return;
+    }
+    if (open_.size() >= most_open_) {
+        answer(std::move(done), protocol::Status::limit_reached,
+               "Too many events wait for their messages to be made; try again in a moment");
+        return;
+    }
+    order.repeats = throttle_.let_go(*order.event);
+    run_commands(open(std::move(order), std::move(done)), takers);
+}
+
+// True, and `done` has its answer, for an event that was counted only.
+bool MessageService::Implementation::is_duplicate(const MessageOrder& order, Done& done) {
+    if (!configuration_.duplicate_throttle) {
+        return false;
+    }
+    const auto repeats = throttle_.count(*order.event);
+    if (!repeats) {
+        return false;
+    }
+    const std::string line =
+        duplicate_line(order.type.wording, *repeats, throttle_.window(), settings_.now());
+    if (repeats->count == 1) {
+        spdlog::info("{}: {}", clean_line(order.event->source), line);
+    }
+    answer(std::move(done), protocol::Status::not_sent, line);
+    return true;
 }
 
 void MessageService::Implementation::report(const SignatureReport& report, Done done) {
-    MessageType type = *find_message_type(signature_message, Origin::signature);
-    type.alert_group = report.alert_group;
-    const std::vector<Taker> takers = select_takers(configuration_, type, report.profile);
-    if (takers.empty()) {
-        answer(std::move(done), protocol::Status::not_sent, why_nobody_takes(configuration_, type));
-        return;
+    MessageOrder order{.type = *find_message_type(signature_message, Origin::signature),
+                       .report = std::make_unique<SignatureReport>(report)};
+    order.type.alert_group = order.report->alert_group;
+    const std::vector<Taker> takers = takers_of(configuration_, order);
+    if (!is_refused(order, takers, done)) {
+        run_commands(open(std::move(order), std::move(done)), takers);
     }
-    compose_and_offer(open(type, std::move(done)), {&type, {}, {}, {}, &report}, takers);
 }
 
-std::uint64_t MessageService::Implementation::open(const MessageType& type, Done done) {
-    open_.emplace(++request_count_,
-                  OpenRequest{std::string(type.wording), std::move(done), asio::steady_timer(io_), {}, {}});
+std::uint64_t MessageService::Implementation::open(MessageOrder order, Done done) {
+    const auto answer_due = std::chrono::steady_clock::now() + settings_.answer_within;
+    open_.emplace(
+        ++request_count_,
+        OpenRequest{std::move(order), std::move(done), answer_due, asio::steady_timer(io_), {}, {}});
     return request_count_;
 }
 
-void MessageService::Implementation::compose_and_offer(std::uint64_t number, const MessageSubject& subject,
-                                                       const std::vector<Taker>& takers) {
+// The marker does not stand meanwhile: while it does, the commands would not show the running
+// configuration.
+void MessageService::Implementation::run_commands(std::uint64_t number, const std::vector<Taker>& takers) {
+    commands_.run(
+        commands_for(configuration_, open_.at(number).order, takers), command_limits_,
+        [this, number](const std::vector<CommandOutput>& outputs) { compose_and_offer(number, outputs); });
+}
+
+// Who takes the message is asked again: the configuration may have changed while the commands ran.
+void MessageService::Implementation::compose_and_offer(std::uint64_t number,
+                                                       const std::vector<CommandOutput>& outputs) {
+    OpenRequest& request = open_.at(number);
+    const std::vector<Taker> takers = takers_of(configuration_, request.order);
+    if (takers.empty()) {
+        give_up(number, protocol::Status::not_sent, why_nobody_takes(configuration_, request.order.type));
+        return;
+    }
+    if (number == in_turn_) {
+        marker_.raise();
+    }
     try {
         const SystemInventory inventory = read_system_inventory();
-        const MessageStamp stamp = make_stamp(settings_.now(), inventory);
-        if (!offer(open_.at(number), compose_messages(subject, stamp, takers, configuration_, inventory))) {
-            end_processing(number, protocol::Status::limit_reached,
-                           "Too many messages wait in the queue; see 'show callhome queue'");
+        const std::int64_t now = settings_.now();
+        const MessageSubject subject = subject_of(request.order, outputs, now);
+        if (!offer(request, compose_messages(subject, make_stamp(now, inventory), takers, configuration_,
+                                             inventory))) {
+            give_up(number, protocol::Status::limit_reached,
+                    "Too many messages wait in the queue; see 'show callhome queue'");
             return;
         }
     } catch (const std::exception& error) {
-        spdlog::error("A {} message could not be recorded: {}", subject.type->name, error.what());
-        end_processing(number, protocol::Status::storage_failed, "");
+        spdlog::error("A {} message could not be recorded: {}", request.order.type.name, error.what());
+        give_up(number, protocol::Status::storage_failed, "");
         return;
+    }
+    if (request.order.when_recorded) {
+        request.order.when_recorded();
     }
     start_waiting(number);
 }
@@ -151,7 +282,7 @@ bool MessageService::Implementation::offer(OpenRequest& request, const std::vect
 
 void MessageService::Implementation::start_waiting(std::uint64_t number) {
     asio::steady_timer& timer = open_.at(number).answer_timer;
-    timer.expires_after(settings_.answer_within);
+    timer.expires_at(open_.at(number).answer_due);
     // A wait that has just ended can no longer be cancelled, hence the number.
     timer.async_wait([weak = std::weak_ptr(self_), number](const asio::error_code& error) {
         const auto self = weak.lock();
@@ -169,10 +300,10 @@ void MessageService::Implementation::take_report(const AttemptReport& report) {
     }
     auto& [number, request] = *entry;
     // A receiver whose second try comes before the first of another one keeps its first line.
-    request.lines.try_emplace(
-        report.delivery_id,
-        ReplyLine{report.outcome.verdict == Verdict::delivered,
-                  report_line(request.wording, request.receivers.at(report.delivery_id), report)});
+    request.lines.try_emplace(report.delivery_id,
+                              ReplyLine{report.outcome.verdict == Verdict::delivered,
+                                        report_line(request.order.type.wording,
+                                                    request.receivers.at(report.delivery_id), report)});
     if (request.lines.size() == request.receivers.size()) {
         close_request(number);
     }
@@ -190,11 +321,21 @@ void MessageService::Implementation::close_request(std::uint64_t number) {
         const auto line = request.lines.find(id);
         lines.push_back(line != request.lines.end()
                             ? line->second
-                            : ReplyLine{false, unfinished_line(request.wording, receiver)});
+                            : ReplyLine{false, unfinished_line(request.order.type.wording, receiver)});
         delivered = delivered || lines.back().delivered;
     }
     end_processing(number, delivered ? protocol::Status::ok : protocol::Status::not_sent,
                    join_reply(lines, longest_reply));
+}
+
+// There is no message: the next event of this kind is not a duplicate.
+void MessageService::Implementation::give_up(std::uint64_t number, protocol::Status status,
+                                             std::string text) {
+    const MessageOrder& order = open_.at(number).order;
+    if (order.event) {
+        throttle_.take_back(*order.event, order.repeats);
+    }
+    end_processing(number, status, std::move(text));
 }
 
 void MessageService::Implementation::end_processing(std::uint64_t number, protocol::Status status,
@@ -209,21 +350,18 @@ void MessageService::Implementation::end_processing(std::uint64_t number, protoc
 }
 
 MessageService::MessageService(asio::io_context& io, Database& database, const Configuration& configuration,
-                               const DeliverySettings& settings)
-    : implementation_(std::make_unique<Implementation>(io, database, configuration, settings)) {}
+                               const DeliverySettings& settings, EventSettings events)
+    : implementation_(
+          std::make_unique<Implementation>(io, database, configuration, settings, std::move(events))) {}
 
 MessageService::~MessageService() = default;
 
 void MessageService::send(const MessageRequest& request, Done done) {
-    implementation_->process({find_message_type(request.type, Origin::command), request.parameter_1,
-                              request.parameter_2, request.requested_by},
-                             std::move(done));
+    implementation_->send(request, std::move(done));
 }
 
 void MessageService::alert(const AlertRequest& request, Done done) {
-    implementation_->process({find_message_type(request.alert, Origin::alert), request.source, request.text,
-                              request.requested_by},
-                             std::move(done));
+    implementation_->alert(request, std::move(done));
 }
 
 void MessageService::report(const SignatureReport& report, Done done) {
@@ -245,8 +383,12 @@ std::optional<std::string> MessageService::message_text(std::uint32_t id) const 
     return message ? std::optional(without_carriage_returns(std::move(message->content))) : std::nullopt;
 }
 
+std::size_t MessageService::duplicates() const {
+    return implementation_->duplicates();
+}
+
 bool MessageService::busy_soon() const {
-    return implementation_->post_office().busy_soon();
+    return implementation_->busy_soon();
 }
 
 }  // namespace callhome::service

@@ -11,6 +11,7 @@
 #include <asio/io_context.hpp>
 
 #include "delivery/settings.h"
+#include "events/event_settings.h"
 #include "messages/signature_report.h"
 #include "protocol/records/message.h"
 #include "protocol/status.h"
@@ -25,6 +26,8 @@ struct MessageRequest {
     std::string parameter_1;  // of an action message
     std::string parameter_2;
     std::string requested_by;  // login name of the operator
+    std::function<void()> when_recorded =
+        {};  // told when the message is in the queue, where it comes there
 };
 
 struct AlertRequest {
@@ -32,6 +35,7 @@ struct AlertRequest {
     std::string source;
     std::string text;
     std::string requested_by;
+    std::uint32_t severity = protocol::severity_of_its_name;  // or as the system log counts
 };
 
 class MessageService {
@@ -43,22 +47,24 @@ class MessageService {
     // Takes up what an earlier run has left in the queue. `configuration` is read at the moment of use;
     // it must outlive this object. Everything but the network runs on the io_context's thread.
     MessageService(asio::io_context& io, Database& database, const Configuration& configuration,
-                   const DeliverySettings& settings);
+                   const DeliverySettings& settings, EventSettings events = {});
     ~MessageService();
 
     MessageService(const MessageService&) = delete;
     MessageService& operator=(const MessageService&) = delete;
 
-    // Records the message for each profile that takes it and offers it to the receivers. `done` is told
-    // when each receiver was tried once, or after 45 seconds: ok when one of them has the message,
-    // not_sent when none has it (yet). Further: malformed_request for an unknown type or alert, not_sent
-    // with what to configure when no profile takes the message, message_in_progress while another
-    // request is being processed, limit_reached while too much waits already, storage_failed.
+    // Has the operator's commands of the message's group run, records the message with their output for
+    // each profile that takes it, and offers it to the receivers. `done` is told when each receiver was
+    // tried once, or after 45 seconds: ok when one of them has the message, not_sent when none has it
+    // (yet). Further: malformed_request for an unknown type, not_sent with what to configure when no
+    // profile takes the message, message_in_progress while another request is being processed,
+    // limit_reached while too much waits already, storage_failed.
     void send(const MessageRequest& request, Done done);
-    void alert(const AlertRequest& request, Done done);
 
-    // As send(), but beside it: signatures neither wait for an operator's message nor hold one up, and the
-    // marker of messages in progress does not stand for them.
+    // As send(), but beside it: what nobody asks for neither waits for an operator's message nor holds one
+    // up, and the marker of messages in progress does not stand for it. An alert that repeats one of the
+    // last hours is counted: not_sent, and how often it came; the next message about it tells that.
+    void alert(const AlertRequest& request, Done done);
     void report(const SignatureReport& report, Done done);
 
     // Walks by id, from the entry after `id`; nothing when there is none.
@@ -68,6 +74,9 @@ class MessageService {
                                                               std::uint32_t state = 0) const;
     // The message as its receivers see it: an e-mail with its headers.
     std::optional<std::string> message_text(std::uint32_t id) const;
+
+    // Events that were counted only, since the service started.
+    std::size_t duplicates() const;
 
     // True while something in the queue is due within a minute: no time to end the process.
     bool busy_soon() const;

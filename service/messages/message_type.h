@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -33,11 +34,17 @@ enum SectionKind : unsigned {
     section_configuration = 1U << 4U,  // how call home is configured
 };
 
+// Where messages of a type come from; a mask.
 enum class Origin : std::uint8_t {
-    command,    // an operator asks for it
-    alert,      // a part of the switch raises it
-    signature,  // a diagnostic signature has run
+    command = 1U << 0U,    // an operator asks for it
+    alert = 1U << 1U,      // a part of the switch raises it
+    signature = 1U << 2U,  // a diagnostic signature has run
+    command_or_alert = command | alert,
 };
+
+constexpr bool includes(Origin mask, Origin origin) {
+    return (static_cast<unsigned>(mask) & static_cast<unsigned>(origin)) != 0U;
+}
 
 // A parameter of a message: how XML and text name it; empty where the type has none.
 struct ParameterName {
@@ -51,10 +58,10 @@ struct MessageType {
     std::string_view wording;      // in "… WORDING callhome message …"
     std::string_view alert_group;  // the group that it belongs to
     Severity severity;
-    Origin origin;
-    bool for_every_profile;  // subscriptions and levels do not matter
-    unsigned sections;       // mask of SectionKind
-    std::array<ParameterName, 2> parameters;
+    Origin origins;
+    bool for_every_profile;                   // subscriptions and levels do not matter
+    unsigned sections;                        // mask of SectionKind
+    std::array<ParameterName, 2> parameters;  // of a command
 };
 
 // What the messages of signatures are; each signature has an alert group of its own.
@@ -64,5 +71,10 @@ std::span<const MessageType> message_types();
 
 // A null pointer for a name that is not a type of this origin.
 const MessageType* find_message_type(std::string_view name, Origin origin);
+
+// What an alert becomes: its parameters are source and text, and `severity`, as the system log counts,
+// stands above the type's own unless it is protocol::severity_of_its_name. Nothing for an alert that is not
+// known, and for a number that is no severity.
+std::optional<MessageType> event_type(std::string_view alert, std::uint32_t severity);
 
 }  // namespace callhome::service

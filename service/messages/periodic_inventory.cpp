@@ -153,34 +153,42 @@ void InventoryTimer::look_later(std::int64_t now) {
     });
 }
 
-// The message is in the queue when send() returns, so that the slot is used up from here on. Where it turns
-// out that there is no message, the slot is given back.
+// The slot is used up when the message is in the queue, or when it is known that there can be none.
 void InventoryTimer::send(std::int64_t now) {
-    Kept kept = kept_;
-    kept.state.last_slot = inventory_slot(configuration_.periodic_inventory, now);
+    const std::int64_t slot = inventory_slot(configuration_.periodic_inventory, now);
     sending_ = true;
-    messages_.send({.type = "inventory", .parameter_1 = "", .parameter_2 = "", .requested_by = ""},
-                   [weak = std::weak_ptr(self_), before = kept_.state](protocol::Status status,
-                                                                       const std::string& text) {
+    messages_.send({.type = "inventory",
+                    .parameter_1 = "",
+                    .parameter_2 = "",
+                    .requested_by = "",
+                    .when_recorded =
+                        [weak = std::weak_ptr(self_), slot] {
+                            if (const auto self = weak.lock()) {
+                                (*self)->use_up(slot);
+                            }
+                        }},
+                   [weak = std::weak_ptr(self_), slot](protocol::Status status, const std::string& text) {
                        if (const auto self = weak.lock()) {
-                           (*self)->take_result(before, status, text);
+                           (*self)->take_result(slot, status, text);
                        }
                    });
+}
+
+void InventoryTimer::use_up(std::int64_t slot) {
+    Kept kept = kept_;
+    kept.state.last_slot = slot;
     keep(kept);
 }
 
-void InventoryTimer::take_result(const InventoryState& before, protocol::Status status,
-                                 const std::string& text) {
+void InventoryTimer::take_result(std::int64_t slot, protocol::Status status, const std::string& text) {
     sending_ = false;
     if (status == protocol::Status::ok) {
         complaint_.clear();
         spdlog::info("The periodic inventory was sent");
         return;
     }
-    if (must_be_repeated(status)) {
-        Kept kept = kept_;
-        kept.state.last_slot = before.last_slot;
-        keep(kept);
+    if (!must_be_repeated(status)) {
+        use_up(slot);
     }
     // That an operator's message is just being sent is no fault.
     if (status != protocol::Status::message_in_progress) {

@@ -51,7 +51,8 @@ class InventoryTimer {
     void look();
     void look_later(std::int64_t now);
     void send(std::int64_t now);
-    void take_result(const InventoryState& before, protocol::Status status, const std::string& text);
+    void use_up(std::int64_t slot);
+    void take_result(std::int64_t slot, protocol::Status status, const std::string& text);
     void complain(const std::string& why);
 
     asio::io_context& io_;

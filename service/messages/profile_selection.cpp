@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <array>
 
+#include "protocol/alert_group.h"
+
 namespace callhome::service {
 namespace {
 
 // A profile with one of these takes the messages of every group.
-constexpr std::array<std::string_view, 2> groups_of_all{"all", "ZUVA-TAC"};
+constexpr std::array groups_of_all{protocol::every_alert_group, protocol::tac_alert_group};
 
 bool covers(std::string_view subscription, std::string_view group) {
     return subscription == group ||

@@ -42,6 +42,15 @@ std::string omission(std::size_t count) {
         count);
 }
 
+std::string times(std::size_t count) {
+    return count == 1 ? "once" : fmt::format("{} times", count);
+}
+
+// By what the wall clock shows now, wherever it stood then.
+std::int64_t time_ago(std::chrono::milliseconds ago, std::int64_t now) {
+    return now - std::chrono::duration_cast<std::chrono::seconds>(ago).count();
+}
+
 }  // namespace
 
 std::string report_line(std::string_view wording, const ReceiverName& receiver,
@@ -64,6 +73,21 @@ std::string report_line(std::string_view wording, const ReceiverName& receiver,
 std::string unfinished_line(std::string_view wording, const ReceiverName& receiver) {
     return fmt::format("The {} callhome message to {} is still being sent; see 'show callhome queue'",
                        wording, who(receiver));
+}
+
+std::string duplicate_line(std::string_view wording, const Repeats& repeats,
+                           std::chrono::milliseconds window, std::int64_t now) {
+    return fmt::format(
+        "The {} callhome message was not sent: the same event had its message at {} and has come {} since "
+        "then; the next message, from {} on, tells how often",
+        wording, iso_time(time_ago(repeats.ago, now)), times(repeats.count),
+        iso_time(time_ago(repeats.ago - window, now)));
+}
+
+std::string repeats_text(const Repeats& repeats, std::int64_t now) {
+    return repeats.count == 0
+               ? ""
+               : fmt::format("{} since {}", times(repeats.count), iso_time(time_ago(repeats.ago, now)));
 }
 
 std::string join_reply(const std::vector<ReplyLine>& lines, std::size_t size) {

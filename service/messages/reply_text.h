@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "delivery/post_office.h"
+#include "events/duplicate_throttle.h"
 
 namespace callhome::service {
 
@@ -20,6 +21,13 @@ std::string report_line(std::string_view wording, const ReceiverName& receiver,
 
 // For a receiver that was not reached within the time for an answer.
 std::string unfinished_line(std::string_view wording, const ReceiverName& receiver);
+
+// For an event that was counted only; `now` in seconds since 1970.
+std::string duplicate_line(std::string_view wording, const Repeats& repeats,
+                           std::chrono::milliseconds window, std::int64_t now);
+
+// "3 times since …", for the message that tells it; empty when there is nothing to tell.
+std::string repeats_text(const Repeats& repeats, std::int64_t now);
 
 struct ReplyLine {
     bool delivered = false;

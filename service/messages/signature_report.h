@@ -5,13 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace callhome::service {
+#include "commands/command_output.h"
 
-struct CommandOutput {
-    std::string command;
-    std::string output;  // as it came, of any bytes
-    std::string remark;  // why it is not whole, one line; empty when it is
-};
+namespace callhome::service {
 
 struct SignatureReport {
     std::uint32_t id = 0;

@@ -43,7 +43,8 @@ Outcome post_alert(Call& call, const protocol::AlertRecord& record) {
     const AlertRequest request{.alert = read_text(record.alert),
                                .source = read_text(record.source),
                                .text = read_text(record.text),
-                               .requested_by = call.caller.login_name()};
+                               .requested_by = call.caller.login_name(),
+                               .severity = record.severity};
     if (!is_name(request.alert)) {
         return Status::malformed_request;
     }

@@ -84,6 +84,7 @@ std::string queue_text(const Call& call) {
            line_of("Deliveries done", statistics.deliveries(DeliveryState::delivered)) +
            line_of("Deliveries given up", statistics.deliveries(DeliveryState::failed)) +
            line_of("Next attempt", table_time(statistics.next_attempt_at())) +
+           line_of("Duplicates not sent", call.messages.duplicates()) +
            counter_line("Sent", statistics.of(DeliveryState::delivered)) +
            counter_line("Failed", statistics.of(DeliveryState::failed));
 }

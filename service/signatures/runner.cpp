@@ -39,13 +39,9 @@ std::set<DemandKey> on_demand_of(const std::map<std::uint32_t, InstalledSignatur
 struct SignatureRunner::Run {
     InstalledSignature installed;  // as it was when the event came
     RunFacts facts;
-    std::vector<std::string> commands;
-    std::size_t output_left;
     Clock::time_point began;
 
     std::uint32_t id() const { return installed.id; }
-    bool is_done() const { return facts.outputs.size() == commands.size(); }
-    const std::string& command() const { return commands.at(facts.outputs.size()); }
 };
 
 SignatureRunner::SignatureRunner(asio::io_context& io, Catalogue& catalogue,
@@ -158,11 +154,8 @@ void SignatureRunner::set_off(std::uint32_t id, const std::string& trigger) {
         catalogue_.note_dropped_event(id);
         return;
     }
-    runs_[id] = std::make_unique<Run>(Run{found->second,
-                                          {.trigger = trigger, .count = 0, .time = now, .outputs = {}},
-                                          {},
-                                          limits_.output,
-                                          {}});
+    runs_[id] = std::make_unique<Run>(
+        Run{found->second, {.trigger = trigger, .count = 0, .time = now, .outputs = {}}, {}});
     waiting_.push_back(id);
     start_waiting();
 }
@@ -186,31 +179,25 @@ void SignatureRunner::start(Run& run) {
         end(run.id());
         return;
     }
-    run.commands = std::get<std::vector<std::string>>(std::move(commands));
-    next_command(run);
+    commands_.run(
+        std::get<std::vector<std::string>>(std::move(commands)), limits_.commands,
+        [this, id = run.id()](std::vector<CommandOutput> outputs) { take_outputs(id, std::move(outputs)); },
+        [this, id = run.id()] { return runnable_.contains(id); });
 }
 
-void SignatureRunner::next_command(Run& run) {
-    if (run.is_done()) {
-        finish(run);
-        return;
-    }
-    commands_.run(run.command(), std::min(limits_.command_output, run.output_left),
-                  [this, id = run.id()](CommandResult result) { take_result(id, std::move(result)); });
-}
-
-void SignatureRunner::take_result(std::uint32_t id, CommandResult result) {
+void SignatureRunner::take_outputs(std::uint32_t id, std::vector<CommandOutput> outputs) {
     if (!runnable_.contains(id)) {
         end(id);  // it was taken away meanwhile
         return;
     }
     Run& run = *runs_.at(id);
-    if (result.ending != CommandEnding::done) {
-        fail(run, fmt::format("'{}': {}", run.command(), result.reason));
+    for (const CommandOutput& output : outputs) {
+        if (!output.remark.empty()) {
+            fail(run, fmt::format("'{}': {}", output.command, output.remark));
+        }
     }
-    run.output_left -= result.output.size();
-    run.facts.outputs.push_back({run.command(), std::move(result.output), std::move(result.reason)});
-    next_command(run);
+    run.facts.outputs = std::move(outputs);
+    finish(run);
 }
 
 void SignatureRunner::finish(Run& run) {

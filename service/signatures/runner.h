@@ -14,9 +14,9 @@
 
 #include <asio/io_context.hpp>
 
+#include "commands/command_series.h"
 #include "messages/message_service.h"
 #include "signatures/catalogue.h"
-#include "signatures/command_runner.h"
 #include "signatures/log_matcher.h"
 #include "signatures/run_budget.h"
 #include "signatures/schedule.h"
@@ -24,11 +24,10 @@
 namespace callhome::service {
 
 struct RunLimits {
-    std::size_t at_once = 4;                             // runs; more wait for their turn
-    std::size_t most_of_one = 5;                         // runs of a signature within a minute
-    std::size_t most_of_all = 30;                        // runs of all signatures within a minute
-    std::size_t command_output = std::size_t{1} << 18U;  // bytes
-    std::size_t output = std::size_t{1} << 20U;          // bytes of all commands of a run
+    std::size_t at_once = 4;       // runs; more wait for their turn
+    std::size_t most_of_one = 5;   // runs of a signature within a minute
+    std::size_t most_of_all = 30;  // runs of all signatures within a minute
+    SeriesLimits commands = {};    // of a run
 };
 
 // Follows the catalogue: whatever may run there sets itself off when its event comes, as long as call home
@@ -68,8 +67,7 @@ class SignatureRunner {
     void drop(std::uint32_t id);
     void start_waiting();
     void start(Run& run);
-    void next_command(Run& run);
-    void take_result(std::uint32_t id, CommandResult result);
+    void take_outputs(std::uint32_t id, std::vector<CommandOutput> outputs);
     void finish(Run& run);
     void send(const Run& run);
     void end(std::uint32_t id);
@@ -96,7 +94,7 @@ class SignatureRunner {
     std::size_t running_ = 0;
     bool is_look_posted_ = false;
     std::shared_ptr<SignatureRunner*> self_ = std::make_shared<SignatureRunner*>(this);
-    CommandRunner commands_;  // last: it reports to what stands above
+    CommandSeries commands_;  // last: it reports to what stands above
 };
 
 }  // namespace callhome::service

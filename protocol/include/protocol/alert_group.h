@@ -28,6 +28,7 @@ inline constexpr std::array<std::string_view, 17> alert_group_names{
     "crash",
 };
 
+inline constexpr std::string_view every_alert_group = "all";
 inline constexpr std::string_view tac_alert_group = "ZUVA-TAC";
 
 inline constexpr bool is_alert_group(std::string_view name) {

@@ -17,7 +17,8 @@ class MessageService::Implementation {
     FakeMessages fake;
 };
 
-MessageService::MessageService(asio::io_context&, Database&, const Configuration&, const DeliverySettings&)
+MessageService::MessageService(asio::io_context&, Database&, const Configuration&, const DeliverySettings&,
+                               EventSettings)
     : implementation_(std::make_unique<Implementation>()) {
     current = &implementation_->fake;
 }
@@ -75,6 +76,10 @@ std::optional<protocol::DeliveryLogRecord> MessageService::delivery_after(std::u
 
 std::optional<std::string> MessageService::message_text(std::uint32_t /*id*/) const {
     return implementation_->fake.text;
+}
+
+std::size_t MessageService::duplicates() const {
+    return implementation_->fake.duplicates;
 }
 
 bool MessageService::busy_soon() const {

@@ -22,6 +22,7 @@ struct FakeMessages {
     std::vector<protocol::MessageLogRecord> messages;
     std::vector<protocol::DeliveryLogRecord> deliveries;
     std::optional<std::string> text;
+    std::size_t duplicates = 0;
     bool busy = false;
     std::optional<std::string> storage_error;  // thrown by send
 };

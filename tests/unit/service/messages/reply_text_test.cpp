@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "messages/text.h"
+
 namespace callhome::service {
 namespace {
 
@@ -29,6 +31,22 @@ TEST(ReportLine, SaysWhenAPostponedMailIsTriedAgain) {
         report_line("test", ada, report),
         "Could not send the test callhome message to ada@example.com (profile ops): mx:25: 450 4.2.1 busy; "
         "it stays in the queue, next try in 60 seconds");
+}
+
+TEST(DuplicateLine, SaysHowOftenTheEventCameAndWhenTheNextMessageGoesOut) {
+    constexpr std::int64_t now = 1'700'000'000;
+    const std::string line =
+        duplicate_line("sup-failure", {3, std::chrono::minutes(30)}, std::chrono::hours(2), now);
+    EXPECT_EQ(line, "The sup-failure callhome message was not sent: the same event had its message at " +
+                        iso_time(now - 1800) + " and has come 3 times since then; the next message, from " +
+                        iso_time(now + 5400) + " on, tells how often");
+    EXPECT_EQ(line.find("Successfully"), std::string::npos) << "which would make it a confirmation";
+}
+
+TEST(Repeats, AreToldOnlyWhereThereAreAny) {
+    EXPECT_EQ(repeats_text({}, 1'700'000'000), "");
+    EXPECT_EQ(repeats_text({1, seconds(60)}, 1'700'000'000), "once since " + iso_time(1'699'999'940));
+    EXPECT_EQ(repeats_text({2, seconds(60)}, 1'700'000'000), "2 times since " + iso_time(1'699'999'940));
 }
 
 TEST(ReportLine, SaysThatARefusedMailIsNotTriedAgain) {

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "messages/message_composer.h"
+#include "protocol/records/message.h"
 #include "samples.h"
 
 namespace callhome::service {
@@ -129,6 +130,30 @@ TEST(Xml, OfASignatureHoldsTheOutputOfItsCommands) {
     EXPECT_EQ(value_at(text, "//m:event/m:text"), "Look\nat the cable");
     EXPECT_EQ(value_at(text, "//m:section[@title='Output of show callhome']/m:line[1]"), " a & b");
     EXPECT_EQ(value_at(text, "//m:section[@id='command-2']/m:line"), "(could not be started)");
+}
+
+TEST(Xml, OfAnEventTellsHowOftenItCameAndShowsTheOperatorsCommandsBehindThoseOfASignature) {
+    const MessageType type = event_type("SUP_FAILURE", protocol::severity_of_its_name).value();
+    const std::vector<CommandOutput> outputs{{"show version", "1 < 2\n", ""}};
+    MessageSubject subject{&type, "system manager", "down", "ada"};
+    subject.repeated = "3 times since 2023-11-14T22:13:20+00:00";
+    subject.outputs = outputs;
+    const auto document = [&] {
+        return format_xml(compose_content(subject, stamp, "ops", tests::sample_configuration(),
+                                          tests::sample_inventory()),
+                          large);
+    };
+    EXPECT_EQ(why_invalid(document()), "");
+    EXPECT_EQ(value_at(document(), "//m:event/m:source"), "system manager");
+    EXPECT_EQ(value_at(document(), "//m:event/m:repeated"), subject.repeated);
+    EXPECT_EQ(value_at(document(), "//m:section[@id='command-1']/m:line"), "1 < 2");
+    SignatureReport report;
+    report.outputs = {{"show callhome", "on\n", ""}};
+    subject = {find_message_type(signature_message, Origin::signature), "", "", "", &report};
+    subject.outputs = outputs;
+    EXPECT_EQ(why_invalid(document()), "");
+    EXPECT_EQ(value_at(document(), "//m:section[@id='command-1']/m:line"), "on");
+    EXPECT_EQ(value_at(document(), "//m:section[@id='command-2']/m:line"), "1 < 2");
 }
 
 TEST(Xml, OfTheConfigurationHoldsItsCommands) {

@@ -20,6 +20,7 @@ AlertRecord failure_alert() {
     write_text(record.alert, "SUP_FAILURE");
     write_text(record.source, "system manager");
     write_text(record.text, "it failed");
+    record.severity = protocol::severity_of_its_name;
     return record;
 }
 
@@ -107,10 +108,20 @@ TEST_F(MessagesTest, AnAlertAnswersWithItsOutcomeAsText) {
     EXPECT_EQ(alert.source, "system manager");
     EXPECT_EQ(alert.text, "it failed");
     EXPECT_EQ(alert.requested_by, "ada");
+    EXPECT_EQ(alert.severity, protocol::severity_of_its_name);
     fake_messages().unanswered.front()(Status::ok, "Successfully sent");
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(caller.late_body.data()), caller.late_body.size()),
               "Successfully sent");
     EXPECT_EQ(send(Opcode::post_alert, Operation::set, AlertRecord{}), Status::malformed_request);
+}
+
+TEST_F(MessagesTest, AnAlertOfTheSystemLogBringsItsSeverity) {
+    AlertRecord record = failure_alert();
+    write_text(record.alert, protocol::syslog_alert);
+    record.severity = 2;
+    EXPECT_EQ(send(Opcode::post_alert, Operation::set, record), std::nullopt);
+    ASSERT_EQ(fake_messages().alerts.size(), 1U);
+    EXPECT_EQ(fake_messages().alerts.front().severity, 2U);
 }
 
 TEST_F(MessagesTest, MessagesAreWalkedById) {

@@ -99,6 +99,8 @@ TEST_F(ServiceInfoTest, TheQueueIsCounted) {
     deliver(DeliveryState::waiting, 2);
     deliver(DeliveryState::delivered, 3);
     deliver(DeliveryState::failed, 1);
+    fake_messages().duplicates = 17;
+    EXPECT_EQ(value_of(ServiceInfo::queue, "Duplicates not sent"), "17");
     EXPECT_EQ(value_of(ServiceInfo::queue, "Messages kept"), "6");
     EXPECT_EQ(value_of(ServiceInfo::queue, "Deliveries waiting"), "2");
     EXPECT_EQ(value_of(ServiceInfo::queue, "Deliveries done"), "3");

@@ -27,5 +27,10 @@ TEST(Options, AllowUnsignedSignaturesOnlyWhenTheySaySo) {
     EXPECT_TRUE(parsed({"--system", "--allow-unsigned-signatures"}).trust.allow_unsigned);
 }
 
+TEST(Options, SayForHowLongEventsAreThrottled) {
+    EXPECT_EQ(parsed({"--system"}).throttle.window, std::chrono::hours(2));
+    EXPECT_EQ(parsed({"--system", "--throttle-window", "3"}).throttle.window, std::chrono::seconds(3));
+}
+
 }  // namespace
 }  // namespace callhome::service

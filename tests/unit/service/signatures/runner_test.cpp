@@ -318,7 +318,7 @@ TEST_F(RunnerTest, TellsOfACommandThatFailedAndGoesOn) {
 TEST_F(RunnerTest, BoundsTheOutputOfAllCommandsTogether) {
     shell_.write("echo 0123456789");
     install_log();
-    start({.command_output = 100, .output = 15});
+    start({.commands = {.command_output = 100, .output = 15}});
     log("link down");
     ASSERT_EQ(reports().size(), 1U);
     EXPECT_EQ(reports()[0].outputs[0].output, "0123456789\n");

@@ -1,4 +1,4 @@
-#include "signatures/command_runner.h"
+#include "commands/command_runner.h"
 
 #include <fmt/format.h>
 #include <pwd.h>
@@ -10,6 +10,7 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <system_error>
 
@@ -38,20 +39,27 @@ UserIds ids_of(const std::string& name) {
     return {found->pw_uid, found->pw_gid};
 }
 
+// In tenths of a second: finer than any limit is meant.
+double rounded_seconds(std::chrono::milliseconds time) {
+    constexpr double tenths = 10;
+    return std::round(std::chrono::duration<double>(time).count() * tenths) / tenths;
+}
+
 }  // namespace
 
 struct CommandRunner::Process {
     enum class Reading : std::uint8_t { more, nothing_now, finished };
 
-    Process(asio::io_context& io, const CommandSettings& command_settings, Child child,
-            std::size_t most_output, Done when_done)
+    Process(asio::io_context& io, std::string run_program, Child child, const CommandLimits& limits,
+            Done when_done)
         : id(child.id),
-          settings(command_settings),
+          program(std::move(run_program)),
           ended(io, child.process.release()),
           stream(io, child.output.release()),
           error(std::move(child.error)),
           limit(io),
-          most(most_output),
+          longest(limits.time),
+          most(limits.output),
           done(std::move(when_done)) {}
 
     void stop(CommandEnding why) {
@@ -66,11 +74,12 @@ struct CommandRunner::Process {
     CommandResult outcome(int status);
 
     const pid_t id;
-    const CommandSettings& settings;
+    const std::string program;
     StreamDescriptor ended;
     StreamDescriptor stream;
     OwnedDescriptor error;
     asio::steady_timer limit;
+    const std::chrono::milliseconds longest;
     const std::size_t most;
     CommandResult result{CommandEnding::done, {}, {}};
     Done done;
@@ -97,12 +106,11 @@ CommandResult CommandRunner::Process::outcome(int status) {
     if (::read(error.number(), &error_number, sizeof(error_number)) == sizeof(error_number)) {
         return {CommandEnding::not_started,
                 {},
-                fmt::format("{} cannot be started: {}", settings.program.string(),
+                fmt::format("{} cannot be started: {}", program,
                             std::generic_category().message(error_number))};
     }
     if (result.ending == CommandEnding::too_long) {
-        result.reason =
-            fmt::format("ended after {} s", std::chrono::duration<double>(settings.time).count());
+        result.reason = fmt::format("ended after {} s", rounded_seconds(longest));
     } else if (result.ending == CommandEnding::too_much) {
         result.reason = fmt::format("ended after {} bytes of output", most);
     } else if (WIFSIGNALED(status)) {
@@ -141,7 +149,7 @@ void CommandRunner::report_later(CommandResult result, Done done) {
                });
 }
 
-void CommandRunner::run(const std::string& command, std::size_t most_output, Done done) {
+void CommandRunner::run(const std::string& command, const CommandLimits& limits, Done done) {
     if (!is_show_command(command)) {
         report_later({CommandEnding::not_started, {}, "only show commands are run"}, std::move(done));
         return;
@@ -153,8 +161,9 @@ void CommandRunner::run(const std::string& command, std::size_t most_output, Don
         }
         plan.user = user_;
         const std::uint64_t number = ++process_count_;
-        auto process =
-            std::make_unique<Process>(io_, settings_, start_child(plan), most_output, std::move(done));
+        auto process = std::make_unique<Process>(
+            io_, settings_.program.string(), start_child(plan),
+            CommandLimits{limits.output, std::min(limits.time, settings_.time)}, std::move(done));
         watch(number, *processes_.emplace(number, std::move(process)).first->second);
     } catch (const std::exception& error) {
         report_later({CommandEnding::not_started, {}, error.what()}, std::move(done));
@@ -169,7 +178,7 @@ void CommandRunner::watch(std::uint64_t number, Process& process) {
                                      (*self)->finish(number);
                                  }
                              });
-    process.limit.expires_after(settings_.time);
+    process.limit.expires_after(process.longest);
     process.limit.async_wait([weak = std::weak_ptr(self_), number](const asio::error_code& error) {
         const auto self = weak.lock();
         if (!error && self != nullptr) {

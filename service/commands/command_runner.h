@@ -16,7 +16,7 @@
 
 #include <asio/io_context.hpp>
 
-#include "signatures/child_process.h"
+#include "commands/child_process.h"
 
 namespace callhome::service {
 
@@ -29,6 +29,12 @@ struct CommandSettings {
 
 // The shell that stands beside this program.
 std::filesystem::path shell_beside_this_program();
+
+// Of one command, beside the time that the settings give each.
+struct CommandLimits {
+    std::size_t output;  // bytes
+    std::chrono::milliseconds time = std::chrono::milliseconds::max();
+};
 
 enum class CommandEnding : std::uint8_t {
     done,
@@ -60,7 +66,7 @@ class CommandRunner {
 
     // `done` is called once, from the io_context, unless this object goes before. Anything but a show
     // command is not started.
-    void run(const std::string& command, std::size_t most_output, Done done);
+    void run(const std::string& command, const CommandLimits& limits, Done done);
 
  private:
     struct Process;

@@ -1,4 +1,4 @@
-#include "signatures/child_process.h"
+#include "commands/child_process.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>

@@ -8,7 +8,7 @@
 
 #include <asio/io_context.hpp>
 
-#include "signatures/command_runner.h"
+#include "commands/command_runner.h"
 #include "temporary_folder.h"
 
 namespace callhome::service::tests {

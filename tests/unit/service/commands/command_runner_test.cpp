@@ -1,4 +1,4 @@
-#include "signatures/command_runner.h"
+#include "commands/command_runner.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ class CommandRunnerTest : public testing::Test {
             start(shell_.settings());
         }
         std::optional<CommandResult> result;
-        runner_->run(command, most, [&](CommandResult done) { result = std::move(done); });
+        runner_->run(command, {.output = most}, [&](CommandResult done) { result = std::move(done); });
         EXPECT_FALSE(result.has_value()) << "answered from within the call";
         EXPECT_TRUE(tests::run_until(io_, [&] { return result.has_value(); }));
         return result.value_or(CommandResult{});
@@ -172,6 +172,20 @@ TEST_F(CommandGroup, IsEndedAsAWholeWhenItTakesTooLong) {
     EXPECT_TRUE(is_let_go());
 }
 
+TEST_F(CommandRunnerTest, GivesACommandNoMoreThanItsOwnTime) {
+    std::optional<CommandResult> result;
+    ASSERT_EQ(::mkfifo((shell_.folder() / "never").c_str(), 0666), 0);
+    ASSERT_EQ(::chmod((shell_.folder() / "never").c_str(), 0666), 0);
+    start(shell_.settings());
+    shell_.write("echo before; read line <" + (shell_.folder() / "never").string());
+    runner_->run("show version", {.output = plenty, .time = std::chrono::milliseconds(1500)},
+                 [&](CommandResult done) { result = std::move(done); });
+    ASSERT_TRUE(tests::run_until(io_, [&] { return result.has_value(); }));
+    EXPECT_EQ(result->ending, CommandEnding::too_long);
+    EXPECT_EQ(result->output, "before\n");
+    EXPECT_EQ(result->reason, "ended after 1.5 s");
+}
+
 TEST_F(CommandGroup, LeavesNothingBehind) {
     const CommandResult result = run_script(hold() + " read line <" + path_.string() + "; echo done");
     EXPECT_EQ(result.ending, CommandEnding::done) << result.output;
@@ -181,7 +195,8 @@ TEST_F(CommandGroup, LeavesNothingBehind) {
 TEST_F(CommandGroup, EndsWithItsRunner) {
     shell_.write(hold() + " wait");
     start(shell_.settings());
-    runner_->run("show version", plenty, [](const CommandResult&) { ADD_FAILURE() << "it has no end"; });
+    runner_->run("show version", {.output = plenty},
+                 [](const CommandResult&) { ADD_FAILURE() << "it has no end"; });
     EXPECT_TRUE(tests::run_until(io_, [this] { return is_held(); }));
     runner_.reset();
     EXPECT_TRUE(is_let_go());
@@ -199,7 +214,7 @@ TEST_F(CommandRunnerTest, RunsSeveralSideBySide) {
     start(shell_.settings());
     std::vector<std::string> outputs;
     for (const char* command : {"show one", "show two"}) {
-        runner_->run(command, plenty,
+        runner_->run(command, {.output = plenty},
                      [&](const CommandResult& result) { outputs.push_back(result.output); });
     }
     EXPECT_TRUE(tests::run_until(io_, [&] { return outputs.size() == 2; }));
