@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <random>
+#include <string_view>
 
+#include "messages/content_privacy.h"
 #include "messages/mail_builder.h"
 #include "messages/text.h"
 #include "messages/text_format.h"
@@ -31,11 +33,28 @@ std::string sender_of(const Configuration& configuration, const SystemInventory&
                : fmt::format("{}@{}", default_sender, mail_host_name(inventory.host_name));
 }
 
+// The messages of one event differ in nothing else, and to mask is most of what composing costs.
+void name_profile(MessageContent& content, const std::string& name) {
+    for (ContentField& field : content.blocks.front().fields) {
+        if (std::string_view(field.element) == "profile") {
+            field.value = name;
+        }
+    }
+}
+
+// What stands in the mail itself; the envelope has the sender as it is.
+std::string sender_to_tell(const Configuration& configuration, const SystemInventory& inventory) {
+    return is_plain_address(configuration.mail.from)
+               ? configuration.mail.from
+               : fmt::format("{}@{}", default_sender,
+                             domain_to_tell(mail_host_name(inventory.host_name), configuration.privacy));
+}
+
 // `number` tells the mails of one stamp apart: each profile gets a text of its own.
 std::string mail_around(const NewMessage& message, std::size_t number, const MessageStamp& stamp,
-                        const Configuration& configuration) {
+                        const Configuration& configuration, const SystemInventory& inventory) {
     Mail mail;
-    mail.from = message.sender;
+    mail.from = sender_to_tell(configuration, inventory);
     mail.to = message.receivers;
     mail.reply_to = configuration.mail.reply_to;
     mail.return_receipt = configuration.mail.return_receipt;
@@ -56,15 +75,22 @@ MessageStamp make_stamp(long long time, const SystemInventory& inventory) {
         time};
 }
 
-std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& stamp,
+std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& given,
                                          const std::vector<Taker>& takers,
                                          const Configuration& configuration,
                                          const SystemInventory& inventory) {
+    const MessageStamp stamp = masked_stamp(given, configuration.privacy);
+    Masker masker(configuration.privacy, {inventory.host_name, inventory.serial_number});
     std::vector<NewMessage> messages;
+    if (takers.empty()) {
+        return messages;
+    }
+    MessageContent content =
+        compose_content(subject, stamp, takers.front().profile->name, configuration, inventory);
+    mask_content(content, masker);
     for (const Taker& taker : takers) {
         const Profile& profile = *taker.profile;
-        const MessageContent content =
-            compose_content(subject, stamp, profile.name, configuration, inventory);
+        name_profile(content, masker.without_known(masker.masked(clean_line(profile.name))));
         NewMessage message;
         message.type = subject.type->name;
         message.profile = profile.name;
@@ -76,7 +102,7 @@ std::vector<NewMessage> compose_messages(const MessageSubject& subject, const Me
         message.content = format_body(content, profile);
         message.size = message.content.size();
         if (taker.transport == Transport::email) {
-            message.content = mail_around(message, messages.size() + 1, stamp, configuration);
+            message.content = mail_around(message, messages.size() + 1, stamp, configuration, inventory);
         }
         messages.push_back(std::move(message));
     }
