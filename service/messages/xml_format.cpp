@@ -139,7 +139,7 @@ std::size_t weight(std::string_view text) {
 }
 
 std::size_t weight_of_line(const std::string& line) {
-    constexpr std::string_view markup = "<line></line>\n";
+    constexpr std::string_view markup = "  <line></line>\n";
     return markup.size() + weight(line);
 }
 

@@ -85,6 +85,16 @@ std::vector<Found> joined(std::vector<Found> found, std::string_view text) {
     return result;
 }
 
+// "public" and "Admin" stand in many a sentence; "kXbWq" does not.
+bool is_no_word(std::string_view secret) {
+    constexpr std::size_t shortest = 8;
+    const auto is_upper = [](unsigned char c) { return std::isupper(c) != 0; };
+    const auto is_lower = [](unsigned char c) { return std::islower(c) != 0; };
+    const bool is_mixed = std::any_of(secret.begin(), secret.end(), is_lower) &&
+                          std::any_of(secret.begin() + 1, secret.end(), is_upper);
+    return secret.size() >= shortest && (is_mixed || looks_random(secret));
+}
+
 bool may_be_kept(Check check) {
     return check == Check::unless_prose || check == Check::if_random || check == Check::ipv4 ||
            check == Check::ipv6;
@@ -131,7 +141,7 @@ std::string Masker::Implementation::mask_of(const std::string& identity) {
 
 void Masker::Implementation::learn(std::string_view secret) {
     const bool fits = secret.size() <= longest_known && secret.find('\n') == std::string_view::npos;
-    if (fits && known_.size() < most_known && looks_random(secret) && known_.emplace(secret).second) {
+    if (fits && known_.size() < most_known && is_no_word(secret) && known_.emplace(secret).second) {
         known_pattern_.reset();
     }
 }

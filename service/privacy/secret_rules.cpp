@@ -148,7 +148,7 @@ constexpr std::array rules{
         "{", anything,
         R"((?i)(\{(?:S?SHA(?:256|384|512)?|S?MD5|CRYPT|PBKDF2[\w-]*|ARGON2\w*)\}[./A-Za-z0-9$=,+_-]{6,}))"},
     MaskRule{"pbkdf2", anything, R"((grub\.pbkdf2\.[\w.]+))"},
-    MaskRule{":", anything, R"(^~[a-z_][\w-]*:([./0-9A-Za-z]{13}):\d*:)"},
+    MaskRule{":", anything, R"(\b[a-z_][\w-]*:([./0-9A-Za-z]{13}):\d{4,6}:)"},
     MaskRule{":", anything, R"(:([0-9A-Fa-f]{32}:[0-9A-Fa-f]{32}):)"},
     MaskRule{":", anything, R"(^~[^\s:]+:[^:]+:([0-9a-f]{32})~$)"},
     MaskRule{"secret-data", anything, R"((?i)(\S+?);?~(?:##|/\*)~SECRET-DATA)"},

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <ctime>
+#include <iterator>
 #include <string>
 
 #include "corpus.h"
@@ -13,10 +13,10 @@
 namespace callhome::service {
 namespace {
 
-constexpr std::size_t megabyte = 1024 * 1024;
+constexpr std::size_t megabyte = PRIVACY_HOSTILE_BYTES;
 
 // Of processor time, so that other processes do not count.
-constexpr double patience = PRIVACY_PATIENCE;
+constexpr double patience = 0.5;
 
 double processor_seconds() {
     timespec time{};
@@ -99,19 +99,20 @@ std::vector<std::string> hostile_parts() {
 }
 
 TEST(LinearTime, NoPatternNeedsLongForAMegabyteInOneLine) {
+    std::vector<CompiledRule> all;
+    for (const auto rules : {secret_rules(), identity_rules(), kept_rules()}) {
+        std::ranges::move(compiled(rules), std::back_inserter(all));
+    }
     double slowest = 0;
     for (const std::string& part : hostile_parts()) {
         const std::string text = repeated(part, megabyte);
-        for (const auto rules : {secret_rules(), identity_rules(), kept_rules()}) {
-            for (const MaskRule& rule : rules) {
-                const CompiledRule pattern = compiled(rule);
-                std::vector<Found> found;
-                const double begin = processor_seconds();
-                find_in_line(pattern, text, found);
-                const double taken = processor_seconds() - begin;
-                EXPECT_LT(taken, patience) << rule.pattern << " with " << part.substr(0, 60);
-                slowest = std::max(slowest, taken);
-            }
+        for (const CompiledRule& rule : all) {
+            std::vector<Found> found;
+            const double begin = processor_seconds();
+            find_in_line(rule, text, found);
+            const double taken = processor_seconds() - begin;
+            EXPECT_LT(taken, patience) << rule.pattern->pattern() << " with " << part.substr(0, 60);
+            slowest = std::max(slowest, taken);
         }
     }
     RecordProperty("slowest_milliseconds", static_cast<int>(slowest * 1000));
