@@ -33,12 +33,13 @@ struct ContentGroup {
     std::vector<std::pair<std::string, std::string>> entries;
 };
 
-// A part that may be long, and is left out when a message has to be small.
+// A part that may be long, and loses its end or all of itself when a message has to be small.
 struct ContentSection {
     std::string id;
     std::string title;
     std::vector<ContentGroup> groups;
     std::vector<std::string> lines;
+    bool is_cut = false;  // its end was left out
 };
 
 struct MessageContent {

@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <optional>
 #include <random>
+#include <string_view>
 
+#include "messages/content_privacy.h"
 #include "messages/mail_builder.h"
 #include "messages/text.h"
 #include "messages/text_format.h"
@@ -32,11 +35,68 @@ std::string sender_of(const Configuration& configuration, const SystemInventory&
                : fmt::format("{}@{}", default_sender, mail_host_name(inventory.host_name));
 }
 
+MessageSubject subject_for(const Profile& profile, MessageSubject subject) {
+    if (!takes_user_commands(profile)) {
+        subject.outputs = {};
+    }
+    return subject;
+}
+
+// What an event says. To mask is most of what composing costs, so it is done once for the profiles that take
+// the output of the operator's commands and once for those that do not; else only their names differ.
+class EventContent {
+ public:
+    EventContent(const MessageSubject& subject, const MessageStamp& stamp, const Configuration& configuration,
+                 const SystemInventory& inventory)
+        : subject_(subject),
+          stamp_(stamp),
+          configuration_(configuration),
+          inventory_(inventory),
+          masker_(configuration.privacy, {inventory.host_name, inventory.serial_number}) {}
+
+    // Valid until the next call.
+    const MessageContent& for_profile(const Profile& profile) {
+        std::optional<MessageContent>& content = takes_user_commands(profile) ? whole_ : without_commands_;
+        if (!content) {
+            content = compose_content(subject_for(profile, subject_), stamp_, profile.name, configuration_,
+                                      inventory_);
+            mask_content(*content, masker_);
+        }
+        name_profile(*content, masker_.without_known(masker_.masked(clean_line(profile.name))));
+        return *content;
+    }
+
+ private:
+    static void name_profile(MessageContent& content, const std::string& name) {
+        for (ContentField& field : content.blocks.front().fields) {
+            if (std::string_view(field.element) == "profile") {
+                field.value = name;
+            }
+        }
+    }
+
+    const MessageSubject& subject_;
+    const MessageStamp& stamp_;
+    const Configuration& configuration_;
+    const SystemInventory& inventory_;
+    Masker masker_;
+    std::optional<MessageContent> whole_;
+    std::optional<MessageContent> without_commands_;
+};
+
+// What stands in the mail itself; the envelope has the sender as it is.
+std::string sender_to_tell(const Configuration& configuration, const SystemInventory& inventory) {
+    return is_plain_address(configuration.mail.from)
+               ? configuration.mail.from
+               : fmt::format("{}@{}", default_sender,
+                             domain_to_tell(mail_host_name(inventory.host_name), configuration.privacy));
+}
+
 // `number` tells the mails of one stamp apart: each profile gets a text of its own.
 std::string mail_around(const NewMessage& message, std::size_t number, const MessageStamp& stamp,
-                        const Configuration& configuration) {
+                        const Configuration& configuration, const SystemInventory& inventory) {
     Mail mail;
-    mail.from = message.sender;
+    mail.from = sender_to_tell(configuration, inventory);
     mail.to = message.receivers;
     mail.reply_to = configuration.mail.reply_to;
     mail.return_receipt = configuration.mail.return_receipt;
@@ -48,13 +108,6 @@ std::string mail_around(const NewMessage& message, std::size_t number, const Mes
     return build_mail(mail);
 }
 
-MessageSubject subject_for(const Profile& profile, MessageSubject subject) {
-    if (!takes_user_commands(profile)) {
-        subject.outputs = {};
-    }
-    return subject;
-}
-
 }  // namespace
 
 MessageStamp make_stamp(long long time, const SystemInventory& inventory) {
@@ -64,15 +117,16 @@ MessageStamp make_stamp(long long time, const SystemInventory& inventory) {
         time};
 }
 
-std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& stamp,
+std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& given,
                                          const std::vector<Taker>& takers,
                                          const Configuration& configuration,
                                          const SystemInventory& inventory) {
+    const MessageStamp stamp = masked_stamp(given, configuration.privacy);
+    EventContent contents(subject, stamp, configuration, inventory);
     std::vector<NewMessage> messages;
     for (const Taker& taker : takers) {
         const Profile& profile = *taker.profile;
-        const MessageContent content =
-            compose_content(subject_for(profile, subject), stamp, profile.name, configuration, inventory);
+        const MessageContent& content = contents.for_profile(profile);
         NewMessage message;
         message.type = subject.type->name;
         message.profile = profile.name;
@@ -84,7 +138,7 @@ std::vector<NewMessage> compose_messages(const MessageSubject& subject, const Me
         message.content = format_body(content, profile);
         message.size = message.content.size();
         if (taker.transport == Transport::email) {
-            message.content = mail_around(message, messages.size() + 1, stamp, configuration);
+            message.content = mail_around(message, messages.size() + 1, stamp, configuration, inventory);
         }
         messages.push_back(std::move(message));
     }

@@ -12,7 +12,8 @@ namespace callhome::service {
 // A stamp that no other message has, at the given time.
 MessageStamp make_stamp(long long time, const SystemInventory& inventory);
 
-// One message for each taker, in the taker's format and cut to its size.
+// One message for each taker, in the taker's format and cut to its size, and without what the level of
+// privacy masks. The same secret has the same mask in all of them.
 std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& stamp,
                                          const std::vector<Taker>& takers,
                                          const Configuration& configuration,

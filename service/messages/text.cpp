@@ -5,13 +5,17 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <array>
 #include <ctime>
 #include <memory>
+
+#include "privacy/mask.h"
 
 namespace callhome::service {
 namespace {
 
-constexpr std::string_view cut_note = "\n[cut]\n";
+// The longest for which there is room.
+constexpr std::array<std::string_view, 2> cut_notes{"\n[cut]\n", "[cut]"};
 constexpr gunichar replacement_character = 0xFFFD;
 constexpr gunichar first_noncharacter = 0xFFFE;
 constexpr gunichar last_noncharacter = 0xFFFF;
@@ -85,17 +89,19 @@ std::string_view cut_to(std::string_view text, std::size_t size) {
     while (size > 0 && is_continuation(text[size])) {
         --size;
     }
-    return text.substr(0, size);
+    return text.substr(0, before_mask(text, size));
 }
 
 std::string cut_with_note(std::string_view text, std::size_t size) {
     if (text.size() <= size) {
         return std::string(text);
     }
-    if (size < cut_note.size()) {
-        return std::string(cut_to(text, size));
+    for (const std::string_view note : cut_notes) {
+        if (size >= note.size()) {
+            return std::string(cut_to(text, size - note.size())).append(note);
+        }
     }
-    return std::string(cut_to(text, size - cut_note.size())).append(cut_note);
+    return std::string(cut_to(text, size));
 }
 
 std::string wrap(std::string_view text, std::size_t width, std::size_t indent) {

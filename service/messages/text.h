@@ -14,10 +14,12 @@ std::string clean_text(std::string_view text);
 // As clean_text, on one line and without blanks at its ends: fit for a header or a log line.
 std::string clean_line(std::string_view text);
 
-// The longest beginning of valid UTF-8 `text` that has at most `size` bytes and ends between characters.
+// The longest beginning of valid UTF-8 `text` that has at most `size` bytes and ends between characters;
+// a mask in it stays whole or goes.
 std::string_view cut_to(std::string_view text, std::size_t size);
 
-// `text` in at most `size` bytes; where it was cut and there is room, it says so at its end.
+// `text` in at most `size` bytes; where it was cut and there is room (5 bytes), it says so at
+// its end.
 std::string cut_with_note(std::string_view text, std::size_t size);
 
 // Breaks lines between words at `width` characters; the lines after the first begin with `indent` blanks.
