@@ -73,6 +73,8 @@ std::vector<NewMessage> compose_messages(const MessageSubject& subject, const Me
         message.carrier = taker.transport == Transport::email ? Carrier::smtp : Carrier::http;
         message.sender = sender_of(configuration, inventory);
         message.receivers = taker.receivers;
+        message.severity = static_cast<int>(subject.type->severity);
+        message.key = fmt::format("{}.{}", messages.size() + 1, stamp.id);
         message.content = format_body(content, profile);
         message.size = message.content.size();
         if (taker.transport == Transport::email) {

@@ -7,6 +7,7 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "delivery/post_office.h"
@@ -26,6 +27,7 @@ struct OpenRequest {
     asio::steady_timer answer_timer;
     std::map<std::int64_t, ReceiverName> receivers;  // by delivery
     std::map<std::int64_t, ReplyLine> lines;         // of those that were tried
+    std::set<std::string> failed_servers{};          // that another one has stood in for
 };
 
 constexpr std::uint64_t no_request = 0;
@@ -42,6 +44,7 @@ class MessageService::Implementation {
     Implementation(asio::io_context& io, Database& database, const Configuration& configuration,
                    const DeliverySettings& settings)
         : io_(io),
+          database_(database),
           configuration_(configuration),
           settings_(settings),
           marker_(settings.marker),
@@ -51,19 +54,21 @@ class MessageService::Implementation {
     void process(const MessageSubject& subject, Done done);
     void report(const SignatureReport& report, Done done);
     const PostOffice& post_office() const { return post_office_; }
+    void look_again() { post_office_.look_again(); }
 
  private:
     void answer(Done done, protocol::Status status, std::string text);
     std::uint64_t open(const MessageType& type, Done done);
     void compose_and_offer(std::uint64_t number, const MessageSubject& subject,
                            const std::vector<Taker>& takers);
-    bool offer(OpenRequest& request, const std::vector<NewMessage>& messages);
+    std::string offer(OpenRequest& request, const std::vector<NewMessage>& messages);
     void take_report(const AttemptReport& report);
     void start_waiting(std::uint64_t number);
     void close_request(std::uint64_t number);
     void end_processing(std::uint64_t number, protocol::Status status, std::string text);
 
     asio::io_context& io_;
+    Database& database_;
     const Configuration& configuration_;
     const DeliverySettings settings_;
     ProcessingMarker marker_;
@@ -123,11 +128,17 @@ void MessageService::Implementation::compose_and_offer(std::uint64_t number, con
     try {
         const SystemInventory inventory = read_system_inventory();
         const MessageStamp stamp = make_stamp(settings_.now(), inventory);
-        if (!offer(open_.at(number), compose_messages(subject, stamp, takers, configuration_, inventory))) {
-            end_processing(number, protocol::Status::limit_reached,
-                           "Too many messages wait in the queue; see 'show callhome queue'");
+        const std::string why_not =
+            offer(open_.at(number), compose_messages(subject, stamp, takers, configuration_, inventory));
+        if (!why_not.empty()) {
+            end_processing(number, protocol::Status::limit_reached, why_not);
             return;
         }
+    } catch (const SQLite::Exception& error) {
+        database_.health().failed(error);
+        spdlog::error("A {} message could not be recorded: {}", subject.type->name, error.what());
+        end_processing(number, protocol::Status::storage_failed, "");
+        return;
     } catch (const std::exception& error) {
         spdlog::error("A {} message could not be recorded: {}", subject.type->name, error.what());
         end_processing(number, protocol::Status::storage_failed, "");
@@ -136,17 +147,19 @@ void MessageService::Implementation::compose_and_offer(std::uint64_t number, con
     start_waiting(number);
 }
 
-bool MessageService::Implementation::offer(OpenRequest& request, const std::vector<NewMessage>& messages) {
-    const auto ids = post_office_.accept(messages);
-    if (!ids) {
-        return false;
+// Gives the reason when the queue does not take them.
+std::string MessageService::Implementation::offer(OpenRequest& request,
+                                                  const std::vector<NewMessage>& messages) {
+    const RecordedMessages recorded = post_office_.accept(messages);
+    if (!recorded.why_no_room.empty()) {
+        return recorded.why_no_room;
     }
     for (std::size_t i = 0; i < messages.size(); ++i) {
         for (std::size_t k = 0; k < messages[i].receivers.size(); ++k) {
-            request.receivers[(*ids)[i][k]] = {messages[i].receivers[k], messages[i].profile};
+            request.receivers[recorded.deliveries[i][k]] = {messages[i].receivers[k], messages[i].profile};
         }
     }
-    return true;
+    return "";
 }
 
 void MessageService::Implementation::start_waiting(std::uint64_t number) {
@@ -168,6 +181,9 @@ void MessageService::Implementation::take_report(const AttemptReport& report) {
         return;
     }
     auto& [number, request] = *entry;
+    for (const FailedServer& failed : report.outcome.failed_before) {
+        request.failed_servers.insert(failed.failure);
+    }
     // A receiver whose second try comes before the first of another one keeps its first line.
     request.lines.try_emplace(
         report.delivery_id,
@@ -192,6 +208,9 @@ void MessageService::Implementation::close_request(std::uint64_t number) {
                             ? line->second
                             : ReplyLine{false, unfinished_line(request.wording, receiver)});
         delivered = delivered || lines.back().delivered;
+    }
+    for (const std::string& failure : request.failed_servers) {
+        lines.push_back({false, failed_server_line(failure)});
     }
     end_processing(number, delivered ? protocol::Status::ok : protocol::Status::not_sent,
                    join_reply(lines, longest_reply));
@@ -243,6 +262,10 @@ std::optional<protocol::DeliveryLogRecord> MessageService::delivery_after(std::u
 std::optional<std::string> MessageService::message_text(std::uint32_t id) const {
     auto message = implementation_->post_office().queue().message_to_send(id);
     return message ? std::optional(without_carriage_returns(std::move(message->content))) : std::nullopt;
+}
+
+void MessageService::look_again() {
+    implementation_->look_again();
 }
 
 bool MessageService::busy_soon() const {

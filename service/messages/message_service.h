@@ -69,6 +69,9 @@ class MessageService {
     // The message as its receivers see it: an e-mail with its headers.
     std::optional<std::string> message_text(std::uint32_t id) const;
 
+    // Looks at the queue now: what has failed may work again.
+    void look_again();
+
     // True while something in the queue is due within a minute: no time to end the process.
     bool busy_soon() const;
 

@@ -66,6 +66,10 @@ std::string unfinished_line(std::string_view wording, const ReceiverName& receiv
                        wording, who(receiver));
 }
 
+std::string failed_server_line(std::string_view failure) {
+    return fmt::format("A mail server failed, and another one took the mail: {}", clean_line(failure));
+}
+
 std::string join_reply(const std::vector<ReplyLine>& lines, std::size_t size) {
     std::vector<std::string> texts;
     std::size_t length = 0;

@@ -21,6 +21,9 @@ std::string report_line(std::string_view wording, const ReceiverName& receiver,
 // For a receiver that was not reached within the time for an answer.
 std::string unfinished_line(std::string_view wording, const ReceiverName& receiver);
 
+// For a mail server that another one has stood in for; `failure` says which and why.
+std::string failed_server_line(std::string_view failure);
+
 struct ReplyLine {
     bool delivered = false;
     std::string text;

@@ -77,6 +77,8 @@ std::optional<std::string> MessageService::message_text(std::uint32_t /*id*/) co
     return implementation_->fake.text;
 }
 
+void MessageService::look_again() {}
+
 bool MessageService::busy_soon() const {
     return implementation_->fake.busy;
 }
