@@ -138,6 +138,18 @@ void MessageStatistics::clear_profile(const std::string& profile) {
     row.exec();
 }
 
+std::optional<MessageStatistics::OfDelivery> MessageStatistics::of_delivery(std::int64_t id) const {
+    SQLite::Statement row(connection_,
+                          "SELECT last_error, last_error_at, iif(state = ?, last_attempt_at, 0), latency_ms"
+                          " FROM deliveries WHERE id = ?");
+    SQLite::bind(row, static_cast<int>(DeliveryState::delivered), id);
+    if (!row.executeStep()) {
+        return std::nullopt;
+    }
+    return OfDelivery{row.getColumn(0).getString(), row.getColumn(1).getInt64(),
+                      row.getColumn(2).getInt64(), row.getColumn(3).getInt64()};
+}
+
 std::uint32_t MessageStatistics::messages() const {
     return connection_.execAndGet("SELECT count(*) FROM messages").getUInt();
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,16 @@ class MessageStatistics {
     // All of which something was counted, by name; also those that are gone.
     std::vector<OfProfile> of_profiles() const;
     void clear_profile(const std::string& profile);
+
+    // How one delivery has fared, beyond what the walk of the deliveries tells.
+    struct OfDelivery {
+        std::string last_error;  // stays known when the delivery succeeds later
+        std::int64_t last_error_at = 0;
+        std::int64_t delivered_at = 0;
+        std::int64_t latency_ms = 0;
+    };
+    // Nothing when there is no such delivery.
+    std::optional<OfDelivery> of_delivery(std::int64_t id) const;
 
     // Of what is in the queue now.
     std::uint32_t messages() const;

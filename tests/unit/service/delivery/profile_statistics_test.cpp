@@ -62,6 +62,13 @@ TEST_F(ProfileStatisticsTest, CountWhatFailsAndIsThenDelivered) {
     EXPECT_EQ(ops().last_latency_ms, 60'000);
     EXPECT_EQ(ops().most_latency_ms, 60'000);
     EXPECT_EQ(ops().mean_latency_ms, 60'000);
+    const auto delivery = statistics().of_delivery(1);
+    ASSERT_TRUE(delivery);
+    EXPECT_EQ(delivery->last_error, through() + ": 450 later");
+    EXPECT_EQ(delivery->last_error_at, clock_ - 60);
+    EXPECT_EQ(delivery->delivered_at, clock_);
+    EXPECT_EQ(delivery->latency_ms, 60'000);
+    EXPECT_FALSE(statistics().of_delivery(2));
 }
 
 TEST_F(ProfileStatisticsTest, CountWhatIsLost) {
