@@ -1,7 +1,6 @@
 // callhomed: start-up, and the orderly end.
 #include <fcntl.h>
 #include <spdlog/spdlog.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
@@ -31,6 +30,7 @@
 #include "signatures/runner.h"
 #include "signatures/signature_file.h"
 #include "state_folder.h"
+#include "store/storage_watch.h"
 #include "store/store.h"
 
 namespace callhome::service {
@@ -64,6 +64,11 @@ void announce_ready(const Options& options) {
         spdlog::warn("whoever started this service does not wait for it any more");
     }
     ::close(*options.ready_descriptor);
+}
+
+void tell_service_manager(const std::string& trouble) {
+    ::sd_notify(keep_environment,
+                ("STATUS=" + (trouble.empty() ? "in order" : "degraded: " + trouble)).c_str());
 }
 
 void end_on_signals(asio::signal_set& signals, asio::io_context& io) {
@@ -121,6 +126,8 @@ void serve(const Options& options) {
     asio::signal_set signals(io, SIGTERM, SIGINT, SIGHUP);
     end_on_signals(signals, io);
     MessageService messages(io, database, store.configuration(), options.delivery, event_settings(options));
+    StorageWatch storage_watch(io, database, options.storage_check, [&messages] { messages.look_again(); });
+    storage_watch.when_told(tell_service_manager);
     SoftwareInventory software;
     LocalCommitEngine commit_engine(io);
     DistributionSession session(database, store, commit_engine);
@@ -166,18 +173,6 @@ void serve(const Options& options) {
     announce_ready(options);
     io.run();
     ::sd_notify(keep_environment, "STOPPING=1");
-}
-
-const char* remedy_for(int sqlite_error) {
-    switch (sqlite_error) {
-        case SQLITE_FULL:
-            return "make room on its disk";
-        case SQLITE_NOTADB:
-        case SQLITE_CORRUPT:
-            return "put a copy of it back, or move it away to start anew";
-        default:
-            return "check its disk and the rights of its folder";
-    }
 }
 
 // What is printed to a standard stream that came closed must not reach the database or socket that would

@@ -20,6 +20,8 @@ constexpr const char* system_log_socket = "/run/callhome/log.sock";
 constexpr const char* log_socket_name = "log.sock";
 constexpr const char* system_keys = "/etc/callhome/keys";
 constexpr const char* keys_name = "keys";
+constexpr const char* system_servers = "/etc/callhome/servers";
+constexpr const char* servers_name = "servers";
 
 // What the environment names; relative and empty paths do not count.
 std::optional<std::filesystem::path> folder_from(const char* variable) {
@@ -52,6 +54,10 @@ void fill_defaults(Options& options) {
         options.log_socket = options.system && options.socket.empty()
                                  ? system_log_socket
                                  : options.state_folder / log_socket_name;
+    }
+    std::filesystem::path& server_folder = options.delivery.transfer.server_folder;
+    if (server_folder.empty()) {
+        server_folder = options.system ? system_servers : options.state_folder / servers_name;
     }
     if (options.trust.key_folder.empty()) {
         options.trust.key_folder = options.system ? system_keys : options.state_folder / keys_name;
@@ -97,6 +103,9 @@ spdlog::level::level_enum level_named(const std::string& word) {
 }
 
 constexpr int longest_setting = 86'400;  // seconds
+constexpr int most_messages = 10'000'000;
+constexpr int most_mebibytes = 1'048'576;
+constexpr unsigned bits_of_mebibyte = 20;
 
 // How long messages may take; the defaults suit a switch, other limits suit a trial.
 void add_delivery_options(CLI::App& app, DeliverySettings& settings) {
@@ -115,9 +124,30 @@ void add_delivery_options(CLI::App& app, DeliverySettings& settings) {
             settings.transfer.connect =
                 std::min<std::chrono::milliseconds>(settings.transfer.connect, limit);
         });
+    add("--give-up-after", "Pauses of a delivery in all before it is given up, 1 to 86400 (86400)",
+        [&settings](int seconds) { settings.retry.give_up_after = std::chrono::seconds(seconds); });
     app.add_option("--authorities", settings.transfer.authorities,
-                   "Believe the HTTPS servers that these vouch for (those that the system believes)")
+                   "Believe the servers that these vouch for (those that the system believes)")
         ->option_text("PEM-FILE");
+    app.add_option("--server-settings", settings.transfer.server_folder,
+                   "Take encryption and logins of mail servers and proxies from the files here")
+        ->option_text("FOLDER");
+}
+
+// How much may wait. A switch has a small disk, and others want some of it.
+void add_queue_options(CLI::App& app, QueueLimits& limits) {
+    const auto add = [&app](const char* name, const char* help, const char* unit, int least, int most,
+                            std::function<void(std::uint64_t)> take) {
+        app.add_option_function<std::uint64_t>(name, std::move(take), help)
+            ->check(CLI::Range(least, most))
+            ->option_text(unit);
+    };
+    add("--queue-messages", "Most messages that wait (100000)", "NUMBER", 1, most_messages,
+        [&limits](std::uint64_t number) { limits.messages = number; });
+    add("--queue-size", "Most MiB of messages that wait (256)", "MIB", 1, most_mebibytes,
+        [&limits](std::uint64_t size) { limits.bytes = size << bits_of_mebibyte; });
+    add("--free-disk", "MiB of the disk that are left to others (16)", "MIB", 0, most_mebibytes,
+        [&limits](std::uint64_t size) { limits.free_disk = size << bits_of_mebibyte; });
 }
 
 void add_signature_options(CLI::App& app, Options& options) {
@@ -176,6 +206,7 @@ std::variant<Options, ExitStatus> parse_options(int argument_count, const char* 
         ->option_text("LEVEL");
     add_delivery_options(app, options.delivery);
     add_event_options(app, options.throttle);
+    add_queue_options(app, options.delivery.queue);
     add_signature_options(app, options);
     add_trust_options(app, options.trust);
     try {

@@ -23,8 +23,9 @@ struct Options {
     std::optional<int> ready_descriptor;
     spdlog::level::level_enum log_level = spdlog::level::info;
     DeliverySettings delivery;
-    std::filesystem::path log_socket;     // where signatures get log lines
-    std::string command_user = "nobody";  // who runs the commands of messages where this is root
+    std::chrono::seconds storage_check{10};  // between tries of a database that has failed
+    std::filesystem::path log_socket;        // where signatures get log lines
+    std::string command_user = "nobody";     // who runs the commands of messages where this is root
     std::chrono::seconds command_limit{30};
     TrustSettings trust;
     ThrottleSettings throttle;

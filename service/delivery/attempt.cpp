@@ -10,26 +10,36 @@ namespace {
 constexpr const char* no_route =
     "no mail server is configured; name one with 'transport email mail-server HOST'";
 
+std::string joined(const std::vector<FailedServer>& failures) {
+    std::string text;
+    for (const FailedServer& failed : failures) {
+        text += (text.empty() ? "" : "; ") + failed.failure;
+    }
+    return text;
+}
+
 // Each server in turn until one takes the mail or refuses it for good. When none does, the reasons of all
 // are told: the first server is usually the one that matters.
 Outcome attempt_mail(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
     if (!is_plain_address(job.receiver)) {
         return {Verdict::refused, "", "this is not an e-mail address that mail can be sent to"};
     }
-    Outcome failed{Verdict::postponed, "", no_route};
+    std::vector<FailedServer> failures;
     for (const MailRoute& route : job.routes) {
         if (stop.stop_requested()) {
             return {Verdict::stopped, "", ""};
         }
         Outcome next = send_by_smtp(job, route, limits, stop);
         if (next.verdict != Verdict::postponed) {
+            next.failed_before = std::move(failures);
             return next;
         }
-        failed = &route == &job.routes.front()
-                     ? std::move(next)
-                     : Outcome{Verdict::postponed, "", failure_of(failed) + "; " + failure_of(next)};
+        failures.push_back({name_of(route), failure_of(next), next.is_server_down});
+        if (job.routes.size() == 1) {
+            return next;
+        }
     }
-    return failed;
+    return {Verdict::postponed, "", failures.empty() ? no_route : joined(failures)};
 }
 
 }  // namespace
@@ -39,7 +49,12 @@ std::string failure_of(const Outcome& outcome) {
 }
 
 Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
-    return job.carrier == Carrier::smtp ? attempt_mail(job, limits, stop) : post_by_http(job, limits, stop);
+    const auto begin = std::chrono::steady_clock::now();
+    Outcome outcome =
+        job.carrier == Carrier::smtp ? attempt_mail(job, limits, stop) : post_by_http(job, limits, stop);
+    outcome.took =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+    return outcome;
 }
 
 }  // namespace callhome::service

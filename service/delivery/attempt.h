@@ -1,6 +1,7 @@
 // One try to bring a message to one receiver.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <stop_token>
@@ -19,11 +20,22 @@ enum class Verdict : std::uint8_t {
     stopped,    // the service ends: nothing is known
 };
 
+struct FailedServer {
+    std::string server;   // "host:port"
+    std::string failure;  // which and why, as failure_of() tells it
+    bool is_down = false;
+};
+
 struct Outcome {
     Verdict verdict = Verdict::postponed;
     std::string through;  // who had the last word: "host:port", "the proxy host:port";
                           // empty when nobody was asked, or the receiver itself
     std::string reason;   // of a failure: one clean line, without a full stop
+    // Mail servers that were asked before the one that took the mail.
+    std::vector<FailedServer> failed_before{};
+    bool is_server_down = false;  // SMTP: what failed had nothing to do with this mail
+    bool is_encrypted = false;    // SMTP: the server that took the mail took it encrypted
+    std::chrono::milliseconds took{0};
 };
 
 // Why a try came to nothing, with the server that said so where there was one.
@@ -34,7 +46,11 @@ struct MailRoute {
     std::string host;
     std::uint32_t port = 0;
     std::string vrf_name;
+    bool is_known_to_encrypt = false;  // it has taken mail encrypted before
 };
+
+// "host:port" of a mail server, as in Outcome::through.
+std::string name_of(const MailRoute& route);
 
 struct DeliveryJob {
     std::int64_t delivery_id = 0;
@@ -45,6 +61,7 @@ struct DeliveryJob {
     std::vector<MailRoute> routes;  // SMTP: in the order in which they are tried
     HttpRoute http;
     std::string content_type;  // HTTP: of the content
+    std::string key;           // HTTP: of this message to this receiver, the same with each try
     std::shared_ptr<const std::string> content;
 };
 

@@ -1,5 +1,7 @@
 #include "delivery/curl_handle.h"
 
+#include <fmt/format.h>
+
 #include <mutex>
 
 #include "messages/text.h"
@@ -24,6 +26,31 @@ CURL* new_handle() {
 
 }  // namespace
 
+void append(CurlList& list, const std::string& line) {
+    curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+    if (longer == nullptr) {
+        throw std::runtime_error("there is no memory for a transfer");
+    }
+    (void)list.release();
+    list.reset(longer);
+}
+
+CurlList curl_list(const std::string& line) {
+    CurlList list(nullptr, &curl_slist_free_all);
+    append(list, line);
+    return list;
+}
+
+void CurlHandle::resolve_as(const std::string& host, std::uint32_t port, const std::string& addresses) {
+    resolved_ = curl_list(fmt::format("{}:{}:{}", host, port, addresses));
+    set(CURLOPT_RESOLVE, resolved_.get());
+}
+
+void CurlHandle::connect_to(const std::string& authority) {
+    connected_ = curl_list("::" + authority);
+    set(CURLOPT_CONNECT_TO, connected_.get());
+}
+
 CurlHandle::CurlHandle(const char* protocols, const TransferLimits& limits, const std::stop_token& stop)
     : handle_(new_handle(), &curl_easy_cleanup) {
     if (handle_ == nullptr) {
@@ -40,6 +67,7 @@ CurlHandle::CurlHandle(const char* protocols, const TransferLimits& limits, cons
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connect.count()));
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits.total.count()));
     set(CURLOPT_SERVER_RESPONSE_TIMEOUT, static_cast<long>(limits.response.count()));
+    set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     if (!limits.authorities.empty()) {
         set(CURLOPT_CAINFO, limits.authorities.c_str());
         set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
@@ -55,8 +83,15 @@ long CurlHandle::number(CURLINFO info) const {
     return number;
 }
 
+std::uint64_t CurlHandle::bytes_sent() const {
+    curl_off_t bytes = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_SIZE_UPLOAD_T, &bytes);
+    return static_cast<std::uint64_t>(bytes);
+}
+
 std::string CurlHandle::error_text(CURLcode code) const {
-    return clean_line(error_.front() != '\0' ? error_.data() : curl_easy_strerror(code));
+    const std::string text = clean_line(error_.front() != '\0' ? error_.data() : curl_easy_strerror(code));
+    return code == CURLE_PEER_FAILED_VERIFICATION ? "its certificate is not accepted: " + text : text;
 }
 
 }  // namespace callhome::service

@@ -4,6 +4,7 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <stop_token>
@@ -12,6 +13,12 @@
 #include "delivery/settings.h"
 
 namespace callhome::service {
+
+using CurlList = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
+
+// A list of one line. Throws std::runtime_error when there is no memory.
+CurlList curl_list(const std::string& line);
+void append(CurlList& list, const std::string& line);
 
 class CurlHandle {
  public:
@@ -26,9 +33,17 @@ class CurlHandle {
 
     CURLcode perform() { return curl_easy_perform(handle_.get()); }
 
+    // For this host and port, goes to these addresses ("192.0.2.1,2001:db8::1") and asks for no name.
+    void resolve_as(const std::string& host, std::uint32_t port, const std::string& addresses);
+    // Whoever is named, goes to this host and port.
+    void connect_to(const std::string& authority);
+
     long response_code() const { return number(CURLINFO_RESPONSE_CODE); }
     // What a proxy has answered to CONNECT; 0 when it was not asked.
     long connect_code() const { return number(CURLINFO_HTTP_CONNECTCODE); }
+
+    // Of the content, as far as the other side's machine has taken it.
+    std::uint64_t bytes_sent() const;
 
     // Why a transfer has failed, as one clean line.
     std::string error_text(CURLcode code) const;
@@ -42,8 +57,10 @@ class CurlHandle {
         }
     }
 
-    // Declared before the handle, which may write to it until it is gone.
+    // Declared before the handle, which may use them until it is gone.
     std::array<char, CURL_ERROR_SIZE> error_{};
+    CurlList resolved_{nullptr, &curl_slist_free_all};
+    CurlList connected_{nullptr, &curl_slist_free_all};
     std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle_;
 };
 

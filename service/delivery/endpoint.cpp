@@ -53,4 +53,18 @@ void leave_through_vrf(CurlHandle& handle, const std::string& vrf_name) {
     }
 }
 
+std::string find_within_vrf(CurlHandle& handle, const std::string& vrf_name, const std::string& host,
+                            std::uint32_t port, const TransferLimits& limits) {
+    in_addr address{};
+    if (is_default_vrf(vrf_name) || is_ipv6(host) || ::inet_pton(AF_INET, host.c_str(), &address) == 1) {
+        return "";
+    }
+    const ResolvedName found = resolve_within_vrf(vrf_name, host, limits.connect, limits.name_servers);
+    if (found.addresses.empty()) {
+        return found.why;
+    }
+    handle.resolve_as(host, port, fmt::format("{}", fmt::join(found.addresses, ",")));
+    return "";
+}
+
 }  // namespace callhome::service

@@ -20,4 +20,9 @@ std::string why_no_vrf(const std::string& vrf_name);
 // Lets the transfer leave through the VRF's device; the default VRF has none.
 void leave_through_vrf(CurlHandle& handle, const std::string& vrf_name);
 
+// Looks the host up within the VRF, so that the transfer does not look for it outside. Gives the reason
+// when it is not found there. The default VRF and addresses in numbers need no looking up.
+std::string find_within_vrf(CurlHandle& handle, const std::string& vrf_name, const std::string& host,
+                            std::uint32_t port, const TransferLimits& limits);
+
 }  // namespace callhome::service

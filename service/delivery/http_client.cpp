@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "delivery/curl_handle.h"
 #include "delivery/endpoint.h"
@@ -17,18 +18,42 @@ constexpr std::array<long, 3> passing_errors{408, 425, 429};  // time-out, too e
 
 constexpr const char* not_an_address = "this is not an HTTP or HTTPS address";
 
-// Nothing of an answer's body is wanted; ending here keeps an endless one from costing anything.
-size_t take_no_body(char* /*data*/, size_t /*size*/, size_t /*count*/, void* /*context*/) noexcept {
-    return 0;
+// What is read of an answer, head and body. Nothing in it is wanted but its status: more than this ends the
+// transfer, and the status counts all the same.
+constexpr std::size_t longest_answer = 65'536;
+
+struct Answer {
+    std::size_t bytes = 0;
+    bool is_head_whole = false;  // of the answer that came last
+
+    // Whether this much more is still read.
+    bool takes(std::size_t length) {
+        bytes += length;
+        return bytes <= longest_answer;
+    }
+};
+
+size_t take_body(char* /*data*/, size_t size, size_t count, void* context) noexcept {
+    return static_cast<Answer*>(context)->takes(size * count) ? size * count : 0;
 }
 
-Outcome judge(long status) {
+// An answer may be several: those that say that another one follows come first.
+size_t take_head(char* data, size_t size, size_t count, void* context) noexcept {
+    auto& answer = *static_cast<Answer*>(context);
+    const std::string_view line(data, size * count);
+    answer.is_head_whole = line == "\r\n" || line == "\n";
+    return answer.takes(line.size()) ? line.size() : 0;
+}
+
+Outcome judge(long status, const HttpWay& way) {
     const std::string reason = status_text(status);
     if (is_http_success(status)) {
         return {Verdict::delivered, "", ""};
     }
     if (status == login_at_proxy) {
-        return {Verdict::postponed, "", reason + ": a login is wanted there"};
+        return {Verdict::postponed, "",
+                reason + (way.has_proxy_login ? ": the login in its settings is refused there"
+                                              : ": a login is wanted there")};
     }
     if (is_http_redirection(status)) {
         return {Verdict::refused, "", reason};
@@ -41,17 +66,25 @@ Outcome judge(long status) {
 
 // A proxy that does not open the way to an HTTPS server has refused us, not the message: someone may yet
 // set it right.
-Outcome judge(CURLcode result, const CurlHandle& handle) {
+Outcome judge(CURLcode result, const CurlHandle& handle, const Answer& answer, const DeliveryJob& job,
+              const HttpWay& way) {
     const long connected = handle.connect_code();
     if (connected != 0 && !is_http_success(connected)) {
-        return {Verdict::postponed, "", judge(connected).reason};
+        return {Verdict::postponed, "", judge(connected, way).reason};
+    }
+    // Who has said what becomes of the message need not say the rest: an answer that hangs, breaks off or
+    // never ends is no reason to post again.
+    const long status = handle.response_code();
+    if (result == CURLE_OK || (answer.is_head_whole && status >= first_http_success)) {
+        const bool came_early = is_http_success(status) && handle.bytes_sent() < job.content->size();
+        return came_early ? Outcome{Verdict::postponed, "", "it answered before it had the whole message"}
+                          : judge(status, way);
     }
     if (result == CURLE_ABORTED_BY_CALLBACK) {
         return {Verdict::stopped, "", ""};
     }
-    const bool answered = result == CURLE_OK || result == CURLE_WRITE_ERROR;
-    return answered ? judge(handle.response_code())
-                    : Outcome{Verdict::postponed, "", handle.error_text(result)};
+    return {Verdict::postponed, "",
+            result == CURLE_WRITE_ERROR ? "the head of its answer is too long" : handle.error_text(result)};
 }
 
 // Behind a way that the proxy has opened it is the receiver who speaks. What comes to a plain request may
@@ -62,22 +95,40 @@ std::string who_answered(const DeliveryJob& job, const CurlHandle& handle, Verdi
     return asked_proxy ? "the proxy " + authority_of(job.http.proxy, job.http.proxy_port) : "";
 }
 
+CurlList headers_of(const DeliveryJob& job) {
+    CurlList headers = curl_list("Content-Type: " + job.content_type);
+    if (!job.key.empty()) {
+        append(headers, "Idempotency-Key: \"" + job.key + "\"");
+    }
+    return headers;
+}
+
 Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
+    const CurlList headers = headers_of(job);
+    Answer answer;
     CurlHandle handle(http_protocols, limits, stop);
-    const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(
-        curl_slist_append(nullptr, ("Content-Type: " + job.content_type).c_str()), &curl_slist_free_all);
     handle.set(CURLOPT_URL, job.receiver.c_str());
-    choose_way(handle, job.http);
+    HttpWay way = choose_way(handle, job.http, limits);
+    if (way.why_none.empty()) {
+        way.why_none = find_way(handle, job.http, job.receiver, limits);
+    }
+    if (!way.why_none.empty()) {
+        return {Verdict::postponed, "", std::move(way.why_none)};
+    }
     handle.set(CURLOPT_HTTPHEADER, headers.get());
     handle.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(job.content->size()));
     handle.set(CURLOPT_POSTFIELDS, job.content->c_str());
     handle.set(CURLOPT_FOLLOWLOCATION, 0L);
-    handle.set(CURLOPT_WRITEFUNCTION, &take_no_body);
+    handle.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    handle.set(CURLOPT_HEADERFUNCTION, &take_head);
+    handle.set(CURLOPT_HEADERDATA, &answer);
+    handle.set(CURLOPT_WRITEFUNCTION, &take_body);
+    handle.set(CURLOPT_WRITEDATA, &answer);
     const CURLcode result = handle.perform();
     if (result == CURLE_URL_MALFORMAT) {
         return {Verdict::refused, "", not_an_address};
     }
-    Outcome outcome = judge(result, handle);
+    Outcome outcome = judge(result, handle, answer, job, way);
     outcome.through = who_answered(job, handle, outcome.verdict);
     return outcome;
 }

@@ -66,11 +66,16 @@ Fetched judge_transfer(CURLcode result, const CurlHandle& handle, Body& body) {
 }  // namespace
 
 Fetcher::Fetcher(const HttpRoute& route, const TransferLimits& limits, const std::stop_token& stop)
-    : handle_(http_protocols, limits, stop), why_unusable_(why_unusable(route)) {
+    : handle_(http_protocols, limits, stop),
+      route_(route),
+      limits_(limits),
+      why_unusable_(why_unusable(route)) {
+    if (why_unusable_.empty()) {
+        why_unusable_ = choose_way(handle_, route, limits).why_none;
+    }
     if (!why_unusable_.empty()) {
         return;
     }
-    choose_way(handle_, route);
     handle_.set(CURLOPT_FOLLOWLOCATION, 0L);
     handle_.set(CURLOPT_WRITEFUNCTION, &take_body);
 }
@@ -84,6 +89,9 @@ Fetched Fetcher::fetch(const std::string& url, std::size_t most_bytes, std::chro
     }
     if (within <= std::chrono::milliseconds::zero()) {
         return {FetchVerdict::timed_out, "", "the time for downloads is over"};
+    }
+    if (std::string why = find_way(handle_, route_, url, limits_); !why.empty()) {
+        return {FetchVerdict::not_reached, "", std::move(why)};
     }
     Body body{.bytes = {}, .most_bytes = most_bytes};
     handle_.set(CURLOPT_URL, url.c_str());

@@ -23,7 +23,9 @@ class Fetcher {
 
  private:
     CurlHandle handle_;
-    const std::string why_unusable_;
+    const HttpRoute route_;
+    const TransferLimits limits_;
+    std::string why_unusable_;
 };
 
 }  // namespace callhome::service

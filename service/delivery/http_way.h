@@ -16,8 +16,21 @@ bool is_http_url(std::string_view url);
 // Why no try can be made; empty when one can.
 std::string why_unusable(const HttpRoute& route);
 
+struct HttpWay {
+    std::string why_none;          // the proxy's settings cannot be used
+    bool has_proxy_login = false;  // the proxy is told who asks
+};
+
 // Through the proxy and the VRF, where there are any.
-void choose_way(CurlHandle& handle, const HttpRoute& route);
+HttpWay choose_way(CurlHandle& handle, const HttpRoute& route, const TransferLimits& limits);
+
+// Looks up within the VRF what this URL needs: its host, or the proxy. Gives the reason when it is not
+// found.
+std::string find_way(CurlHandle& handle, const HttpRoute& route, const std::string& url,
+                     const TransferLimits& limits);
+
+// "host:port" of an HTTP URL, in lower case; empty for what is none.
+std::string authority_of_url(const std::string& url);
 
 // "HTTP status 404"; for a redirection, also that it is not followed.
 std::string status_text(long status);

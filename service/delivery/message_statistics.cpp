@@ -22,6 +22,61 @@ BEGIN
 END;
 )sql";
 
+// The states are those of DeliveryState: 2 delivered, 3 failed. A row is made by the first thing that is
+// counted.
+constexpr const char* profile_tables = R"sql(
+CREATE TABLE IF NOT EXISTS profile_statistics (
+    profile TEXT PRIMARY KEY,
+    sent INTEGER NOT NULL DEFAULT 0,
+    recovered INTEGER NOT NULL DEFAULT 0,
+    lost INTEGER NOT NULL DEFAULT 0,
+    last_error TEXT NOT NULL DEFAULT '',
+    last_error_at INTEGER NOT NULL DEFAULT 0,
+    last_success_at INTEGER NOT NULL DEFAULT 0,
+    last_latency_ms INTEGER NOT NULL DEFAULT 0,
+    most_latency_ms INTEGER NOT NULL DEFAULT 0,
+    sum_latency_ms INTEGER NOT NULL DEFAULT 0,
+    since INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE TRIGGER IF NOT EXISTS count_of_profiles AFTER UPDATE OF state, attempts ON deliveries
+WHEN NEW.state != OLD.state OR NEW.attempts > OLD.attempts
+BEGIN
+    INSERT OR IGNORE INTO profile_statistics (profile, since)
+        SELECT profile, max(NEW.last_attempt_at, NEW.last_error_at) FROM messages WHERE id = NEW.message_id;
+    UPDATE profile_statistics SET
+        sent = sent + (NEW.state = 2 AND OLD.state != 2),
+        recovered = recovered + (NEW.state = 2 AND OLD.state != 2 AND OLD.attempts > 0),
+        lost = lost + (NEW.state = 3 AND OLD.state != 3),
+        last_error = iif(NEW.last_error_at != OLD.last_error_at OR NEW.last_error != OLD.last_error,
+                         NEW.last_error, last_error),
+        last_error_at = iif(NEW.last_error_at != OLD.last_error_at OR NEW.last_error != OLD.last_error,
+                            NEW.last_error_at, last_error_at),
+        last_success_at = iif(NEW.state = 2, NEW.last_attempt_at, last_success_at),
+        last_latency_ms = iif(NEW.state = 2, NEW.latency_ms, last_latency_ms),
+        most_latency_ms = iif(NEW.state = 2, max(most_latency_ms, NEW.latency_ms), most_latency_ms),
+        sum_latency_ms = sum_latency_ms + iif(NEW.state = 2, NEW.latency_ms, 0)
+    WHERE profile = (SELECT profile FROM messages WHERE id = NEW.message_id);
+END;
+)sql";
+
+constexpr std::string_view select_profiles =
+    "SELECT profile, sent, recovered, lost, last_error, last_error_at, last_success_at, last_latency_ms,"
+    " most_latency_ms, iif(sent > 0, sum_latency_ms / sent, 0), since FROM profile_statistics";
+
+MessageStatistics::OfProfile profile_of(SQLite::Statement& row) {
+    return {.profile = row.getColumn(0).getString(),
+            .sent = row.getColumn(1).getUInt(),
+            .recovered = row.getColumn(2).getUInt(),
+            .lost = row.getColumn(3).getUInt(),
+            .last_error = row.getColumn(4).getString(),
+            .last_error_at = row.getColumn(5).getInt64(),
+            .last_success_at = row.getColumn(6).getInt64(),
+            .last_latency_ms = row.getColumn(7).getInt64(),
+            .most_latency_ms = row.getColumn(8).getInt64(),
+            .mean_latency_ms = row.getColumn(9).getInt64(),
+            .since = row.getColumn(10).getInt64()};
+}
+
 }  // namespace
 
 MessageStatistics::MessageStatistics(Database& database, std::function<std::int64_t()> now)
@@ -29,6 +84,7 @@ MessageStatistics::MessageStatistics(Database& database, std::function<std::int6
     const Queue queue(database);  // whose table the trigger watches
     SQLite::Transaction transaction(connection_);
     connection_.exec(tables);
+    connection_.exec(profile_tables);
     for (const DeliveryState state : {DeliveryState::delivered, DeliveryState::failed}) {
         SQLite::Statement row(connection_,
                               "INSERT INTO message_statistics (state, count, since) VALUES (?, 0, ?)"
@@ -54,6 +110,44 @@ void MessageStatistics::clear(DeliveryState state) {
                           "UPDATE message_statistics SET count = 0, since = ? WHERE state = ?");
     SQLite::bind(row, now_(), static_cast<int>(state));
     row.exec();
+}
+
+std::uint64_t MessageStatistics::dropped() const {
+    return static_cast<std::uint64_t>(
+        connection_.execAndGet("SELECT dropped FROM queue_totals").getInt64());
+}
+
+MessageStatistics::OfProfile MessageStatistics::of_profile(const std::string& profile) const {
+    SQLite::Statement row(connection_, std::string(select_profiles) + " WHERE profile = ?");
+    row.bind(1, profile);
+    return row.executeStep() ? profile_of(row) : OfProfile{.profile = profile};
+}
+
+std::vector<MessageStatistics::OfProfile> MessageStatistics::of_profiles() const {
+    std::vector<OfProfile> all;
+    for (SQLite::Statement row(connection_, std::string(select_profiles) + " ORDER BY profile");
+         row.executeStep();) {
+        all.push_back(profile_of(row));
+    }
+    return all;
+}
+
+void MessageStatistics::clear_profile(const std::string& profile) {
+    SQLite::Statement row(connection_, "REPLACE INTO profile_statistics (profile, since) VALUES (?, ?)");
+    SQLite::bind(row, profile, now_());
+    row.exec();
+}
+
+std::optional<MessageStatistics::OfDelivery> MessageStatistics::of_delivery(std::int64_t id) const {
+    SQLite::Statement row(connection_,
+                          "SELECT last_error, last_error_at, iif(state = ?, last_attempt_at, 0), latency_ms"
+                          " FROM deliveries WHERE id = ?");
+    SQLite::bind(row, static_cast<int>(DeliveryState::delivered), id);
+    if (!row.executeStep()) {
+        return std::nullopt;
+    }
+    return OfDelivery{row.getColumn(0).getString(), row.getColumn(1).getInt64(),
+                      row.getColumn(2).getInt64(), row.getColumn(3).getInt64()};
 }
 
 std::uint32_t MessageStatistics::messages() const {

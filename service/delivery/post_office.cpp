@@ -4,8 +4,10 @@
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <asio/post.hpp>
+#include <utility>
 
 #include "delivery/http_route.h"
 #include "delivery/mail_routes.h"
@@ -29,6 +31,14 @@ const char* content_type_of(protocol::MessageFormat format) {
                                                   : "text/plain; charset=utf-8";
 }
 
+// What tells this delivery from all others, with each try: a message that an older version has recorded has
+// no key, but its place in the queue and its time.
+std::string key_of(const WaitingDelivery& delivery, const MessageToSend& message) {
+    return message.key.empty()
+               ? fmt::format("{}.{}.{}", delivery.id, delivery.message_id, message.recorded_ms)
+               : fmt::format("{}.{}", delivery.id, message.key);
+}
+
 // One line for the log of deliveries.
 std::string result_text(const Outcome& outcome) {
     if (outcome.verdict == Verdict::delivered) {
@@ -42,12 +52,14 @@ std::string result_text(const Outcome& outcome) {
 PostOffice::PostOffice(asio::io_context& io, Database& database, const Configuration& configuration,
                        const DeliverySettings& settings, Observer observer)
     : io_(io),
+      database_(database),
       configuration_(configuration),
       settings_(settings),
       observer_(std::move(observer)),
       queue_(database),
       timer_(io),
       own_name_(own_host_name()),
+      encrypting_servers_(queue_.encrypting_servers()),
       self_(std::make_shared<PostOffice*>(this)) {
     courier_ = std::make_unique<Courier>(
         settings_.workers, settings_.transfer,
@@ -70,41 +82,101 @@ PostOffice::~PostOffice() {
     courier_.reset();
 }
 
-std::optional<std::vector<std::vector<std::int64_t>>> PostOffice::accept(
-    std::span<const NewMessage> messages) {
-    if (queue_.waiting_messages() + messages.size() > settings_.most_waiting_messages) {
-        return std::nullopt;
+RecordedMessages PostOffice::accept(std::span<const NewMessage> messages) {
+    RecordedMessages recorded =
+        queue_.record(messages, {settings_.now(), settings_.now_milliseconds()},
+                      settings_.finished_messages_kept, settings_.queue, messages_under_way());
+    take_room(recorded);
+    look_soon();
+    return recorded;
+}
+
+// What the queue had room for, and what had to go for it.
+void PostOffice::take_room(const RecordedMessages& recorded) {
+    if (recorded.is_disk_full) {
+        database_.health().failed(Trouble::disk_room, recorded.why_no_room);
+    } else if (recorded.why_no_room.empty()) {
+        database_.health().works(Trouble::disk_room);
     }
-    auto ids = queue_.record(messages, settings_.now(), settings_.finished_messages_kept);
-    look_after_queue();
-    return ids;
+    if (!recorded.dropped.empty()) {
+        spdlog::warn("{} deliveries were dropped: the queue was full", recorded.dropped.size());
+    }
+    for (const std::int64_t id : recorded.dropped) {
+        observer_({id, {Verdict::refused, "", dropped_result}, protocol::DeliveryState::failed, {}});
+    }
 }
 
 bool PostOffice::busy_soon() const {
-    const auto next = queue_.earliest(under_way_ids());
+    const auto next = queue_.earliest();
     return !under_way_.empty() || (next && *next <= settings_.now() + soon);
 }
 
 std::set<std::int64_t> PostOffice::under_way_ids() const {
     std::set<std::int64_t> ids;
-    for (const auto& [id, state] : under_way_) {
+    for (const auto& [id, delivery] : under_way_) {
         ids.insert(id);
     }
     return ids;
 }
 
+std::set<std::int64_t> PostOffice::messages_under_way() const {
+    std::set<std::int64_t> ids;
+    for (const auto& [id, delivery] : under_way_) {
+        ids.insert(delivery.message_id);
+    }
+    return ids;
+}
+
+// The hosts that have as many couriers as one host may have: one that is slow does not get them all.
+std::set<std::string> PostOffice::full_lanes() const {
+    std::map<std::string, std::size_t> couriers;
+    std::set<std::string> full;
+    for (const auto& [id, delivery] : under_way_) {
+        if (++couriers[delivery.lane] >= settings_.workers_per_host) {
+            full.insert(delivery.lane);
+        }
+    }
+    return full;
+}
+
 // The database may fail at any time (a full disk); it is asked again after a while.
+void PostOffice::take_failure(const std::exception& error) {
+    if (const auto* failure = dynamic_cast<const SQLite::Exception*>(&error)) {
+        database_.health().failed(*failure);
+    } else {
+        spdlog::error("The message queue cannot be looked after: {}", error.what());
+    }
+    wait(settings_.clock_check);
+}
+
 void PostOffice::look_after_queue() {
     try {
         record_results();
+        if (database_.health().has(Trouble::disk_room) && queue_.has_disk_room(settings_.queue)) {
+            database_.health().works(Trouble::disk_room);
+        }
         queue_.bring_forward(settings_.now(), settings_.retry.longest_pause.count());
         offer_due();
         wait_for_next();
     } catch (const std::exception& error) {
-        spdlog::error("The message queue cannot be read or written: {}", error.what());
-        wait(settings_.clock_check);
+        take_failure(error);
     }
     hold_io_context();
+}
+
+// Results that come together are recorded together: each time costs a write to the disk.
+void PostOffice::look_soon() {
+    hold_io_context();
+    if (looks_soon_) {
+        return;
+    }
+    looks_soon_ = true;
+    asio::post(io_, [weak = std::weak_ptr(self_)] {
+        if (const auto self = weak.lock()) {
+            (*self)->looks_soon_ = false;
+            (*self)->look_after_queue();
+        }
+    });
 }
 
 void PostOffice::offer_due() {
@@ -113,7 +185,7 @@ void PostOffice::offer_due() {
 }
 
 bool PostOffice::offer_next() {
-    const auto delivery = queue_.next_due(settings_.now(), under_way_ids());
+    const auto delivery = queue_.next_due(settings_.now(), under_way_ids(), full_lanes());
     if (!delivery) {
         return false;
     }
@@ -121,9 +193,35 @@ bool PostOffice::offer_next() {
     if (!message) {
         return false;
     }
-    under_way_[delivery->id] = {delivery->message_id, delivery->attempts};
-    courier_->submit(job_for(*delivery, *message));
+    DeliveryJob job = job_for(*delivery, *message);
+    under_way_[delivery->id] = {delivery->message_id, delivery->attempts, delivery->lane,
+                                delivery->receiver,   message->profile,   message->recorded_ms};
+    courier_->submit(std::move(job));
     return true;
+}
+
+// A server that is down comes after the others for a while: to find out anew with each mail would cost each
+// the time of a connection that does not come about.
+std::vector<MailRoute> PostOffice::routes() const {
+    std::vector<MailRoute> routes = mail_routes(configuration_);
+    for (MailRoute& route : routes) {
+        route.is_known_to_encrypt = encrypting_servers_.contains(name_of(route));
+    }
+    const auto now = std::chrono::steady_clock::now();
+    std::stable_partition(routes.begin(), routes.end(), [&](const MailRoute& route) {
+        const auto down = servers_down_.find(name_of(route));
+        return down == servers_down_.end() || down->second <= now;
+    });
+    return routes;
+}
+
+void PostOffice::remember_servers_down(const Outcome& outcome) {
+    servers_down_.erase(outcome.through);
+    for (const FailedServer& failed : outcome.failed_before) {
+        if (failed.is_down) {
+            servers_down_[failed.server] = std::chrono::steady_clock::now() + settings_.server_rest;
+        }
+    }
 }
 
 DeliveryJob PostOffice::job_for(const WaitingDelivery& delivery, const MessageToSend& message) {
@@ -133,9 +231,10 @@ DeliveryJob PostOffice::job_for(const WaitingDelivery& delivery, const MessageTo
     job.receiver = delivery.receiver;
     job.sender = message.sender;
     job.own_name = own_name_;
-    job.routes = mail_routes(configuration_);
+    job.routes = routes();
     job.http = http_route(configuration_);
     job.content_type = content_type_of(message.format);
+    job.key = key_of(delivery, message);
     job.content = shared_content(delivery.message_id, message.content);
     return job;
 }
@@ -152,16 +251,17 @@ std::shared_ptr<const std::string> PostOffice::shared_content(std::int64_t messa
     return shared;
 }
 
+// What is due already waits for a courier; each that comes back looks at the queue again.
 void PostOffice::wait_for_next() {
-    const auto next = queue_.earliest(under_way_ids());
-    if (!next) {
-        timer_.cancel();
-    } else if (under_way_.size() >= settings_.workers) {
-        // What is due waits for a free courier, not for the clock.
+    const std::int64_t now = settings_.now();
+    const auto next = queue_.earliest_after(now);
+    if (next) {
+        const std::chrono::seconds until_due(*next - now);
+        wait(std::min(settings_.clock_check, std::chrono::milliseconds(until_due)));
+    } else if (!under_way_.empty() || database_.health().has(Trouble::disk_room)) {
         wait(settings_.clock_check);
     } else {
-        const std::chrono::seconds until_due(std::max<std::int64_t>(*next - settings_.now(), 0));
-        wait(std::min(settings_.clock_check, std::chrono::milliseconds(until_due)));
+        timer_.cancel();
     }
 }
 
@@ -183,14 +283,32 @@ void PostOffice::hold_io_context() {
     }
 }
 
+// From the moment when the message was recorded. Clocks jump: it is at least as long as the try, and a time
+// in which the receiver would have been given up is none.
+std::int64_t PostOffice::latency_of(const UnderWay& delivery, const Outcome& outcome) const {
+    const std::int64_t took = outcome.took.count();
+    const std::int64_t since = settings_.now_milliseconds() - delivery.recorded_ms;
+    const std::chrono::milliseconds longest = settings_.retry.give_up_after + settings_.retry.longest_pause;
+    return since > longest.count() ? took : std::max(since, took);
+}
+
 PostOffice::Result PostOffice::result_of(std::int64_t delivery_id, Outcome outcome) const {
-    const unsigned attempts = under_way_.at(delivery_id).attempts + 1;
+    const UnderWay& delivery = under_way_.at(delivery_id);
+    const unsigned attempts = delivery.attempts + 1;
     const std::int64_t now = settings_.now();
     Result result{{delivery_id, protocol::DeliveryState::failed, attempts, 0, now, result_text(outcome)},
                   {delivery_id, std::move(outcome), protocol::DeliveryState::failed, {}}};
-    if (result.report.outcome.verdict == Verdict::delivered) {
+    const Outcome& came = result.report.outcome;
+    if (came.verdict == Verdict::delivered) {
         result.update.state = protocol::DeliveryState::delivered;
-    } else if (result.report.outcome.verdict == Verdict::postponed) {
+        result.update.latency_ms = latency_of(delivery, came);
+        for (const FailedServer& failed : came.failed_before) {
+            result.update.error += (result.update.error.empty() ? "" : "; ") + failed.failure;
+        }
+    } else {
+        result.update.error = result.update.last_result;
+    }
+    if (came.verdict == Verdict::postponed) {
         if (const auto pause = pause_after(attempts, settings_.retry)) {
             result.update.state = protocol::DeliveryState::waiting;
             result.update.next_attempt_at = now + pause->count();
@@ -203,22 +321,63 @@ PostOffice::Result PostOffice::result_of(std::int64_t delivery_id, Outcome outco
 
 void PostOffice::finished(std::int64_t delivery_id, Outcome outcome) {
     unrecorded_.push_back(result_of(delivery_id, std::move(outcome)));
-    look_after_queue();
+    look_soon();
 }
 
 // A result that cannot be recorded is kept, and its delivery counts as under way: sending the mail again
 // each minute because the disk is full would help nobody.
 void PostOffice::record_results() {
-    while (!unrecorded_.empty()) {
-        queue_.update(unrecorded_.front().update);
-        const Result result = std::move(unrecorded_.front());
-        unrecorded_.erase(unrecorded_.begin());
-        under_way_.erase(result.update.id);
-        const bool is_lost = result.update.state == protocol::DeliveryState::failed;
-        spdlog::log(is_lost ? spdlog::level::warn : spdlog::level::info, "Delivery {}: {}",
-                    result.update.id, result.update.last_result);
-        observer_(result.report);
+    if (unrecorded_.empty()) {
+        return;
     }
+    std::vector<DeliveryUpdate> updates;
+    for (const Result& result : unrecorded_) {
+        updates.push_back(result.update);
+    }
+    queue_.update(updates);
+    for (const Result& result : std::exchange(unrecorded_, {})) {
+        take_recorded(result);
+    }
+}
+
+void PostOffice::take_recorded(const Result& result) {
+    const auto delivery = under_way_.extract(result.update.id);
+    log(result, delivery.mapped());
+    remember_encryption(result.report.outcome);
+    remember_servers_down(result.report.outcome);
+    observer_(result.report);
+}
+
+// From now on, mail goes to this server in no other way. Where that cannot be stored, it holds as long as
+// the service runs.
+void PostOffice::remember_encryption(const Outcome& outcome) {
+    if (!outcome.is_encrypted || !encrypting_servers_.insert(outcome.through).second) {
+        return;
+    }
+    try {
+        queue_.add_encrypting_server(outcome.through);
+    } catch (const SQLite::Exception& error) {
+        database_.health().failed(error);
+    }
+}
+
+const char* PostOffice::ending_of(const Result& result) {
+    if (result.update.state != protocol::DeliveryState::failed) {
+        return "";
+    }
+    return result.report.outcome.verdict == Verdict::postponed
+               ? "; it was tried for too long and is given up"
+               : "; it will not be tried again";
+}
+
+void PostOffice::log(const Result& result, const UnderWay& delivery) {
+    for (const FailedServer& failed : result.report.outcome.failed_before) {
+        spdlog::warn("A mail server failed, and another one took the mail: {}", failed.failure);
+    }
+    const bool is_lost = result.update.state == protocol::DeliveryState::failed;
+    spdlog::log(is_lost ? spdlog::level::warn : spdlog::level::info, "Delivery {} to {} (profile {}): {}{}",
+                result.update.id, clean_line(delivery.receiver), clean_line(delivery.profile),
+                result.update.last_result, ending_of(result));
 }
 
 }  // namespace callhome::service

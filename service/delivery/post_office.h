@@ -42,20 +42,31 @@ class PostOffice {
     PostOffice(const PostOffice&) = delete;
     PostOffice& operator=(const PostOffice&) = delete;
 
-    // Records the messages; they are offered as soon as a courier is free. Gives the ids of the
-    // deliveries, message by message; nothing when the queue is full. Throws SQLite::Exception when
-    // they cannot be recorded: then nothing will be sent.
-    std::optional<std::vector<std::vector<std::int64_t>>> accept(std::span<const NewMessage> messages);
+    // Records the messages; they are offered as soon as a courier is free. Where the queue has no room for
+    // them, nothing was recorded and the reason is told. Throws SQLite::Exception when they cannot be
+    // recorded: then nothing will be sent.
+    RecordedMessages accept(std::span<const NewMessage> messages);
 
     const Queue& queue() const { return queue_; }
 
     // True while a delivery is under way or due within a minute.
     bool busy_soon() const;
 
+    // Looks at the queue now: what failed may work again.
+    void look_again() { look_after_queue(); }
+
  private:
     struct UnderWay {
         std::int64_t message_id;
         unsigned attempts;  // before this one
+        std::string lane;
+        std::string receiver;
+        std::string profile;
+        std::int64_t recorded_ms;
+    };
+    struct Result {
+        DeliveryUpdate update;
+        AttemptReport report;
     };
 
     void offer_due();
@@ -64,27 +75,38 @@ class PostOffice {
     void wait(std::chrono::milliseconds time);
     void hold_io_context();
     void look_after_queue();
+    void look_soon();
+    void take_room(const RecordedMessages& recorded);
+    void take_failure(const std::exception& error);
     DeliveryJob job_for(const WaitingDelivery& delivery, const MessageToSend& message);
+    std::vector<MailRoute> routes() const;
+    void remember_servers_down(const Outcome& outcome);
     std::shared_ptr<const std::string> shared_content(std::int64_t message_id, std::string content);
     void finished(std::int64_t delivery_id, Outcome outcome);
     void record_results();
+    void take_recorded(const Result& result);
+    void remember_encryption(const Outcome& outcome);
+    static void log(const Result& result, const UnderWay& delivery);
+    static const char* ending_of(const Result& result);
     std::set<std::int64_t> under_way_ids() const;
-
-    struct Result {
-        DeliveryUpdate update;
-        AttemptReport report;
-    };
+    std::set<std::int64_t> messages_under_way() const;
+    std::set<std::string> full_lanes() const;
     Result result_of(std::int64_t delivery_id, Outcome outcome) const;
+    std::int64_t latency_of(const UnderWay& delivery, const Outcome& outcome) const;
 
     asio::io_context& io_;
+    Database& database_;
     const Configuration& configuration_;
     const DeliverySettings settings_;
     Observer observer_;
     Queue queue_;
     asio::steady_timer timer_;
     std::string own_name_;
+    std::set<std::string> encrypting_servers_;
+    std::map<std::string, std::chrono::steady_clock::time_point> servers_down_;  // until when they rest
     std::map<std::int64_t, UnderWay> under_way_;  // by delivery; also those whose result is unrecorded
     std::vector<Result> unrecorded_;
+    bool looks_soon_ = false;
     // Keeps the io_context at work while a result is still to come.
     std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;
     std::map<std::int64_t, std::weak_ptr<const std::string>> contents_;  // by message; one copy for all

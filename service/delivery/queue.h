@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <span>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "delivery/route.h"
+#include "delivery/settings.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/message.h"
 #include "store/database.h"
@@ -26,6 +28,24 @@ struct NewMessage {
     std::size_t size = 0;  // bytes of the composed text, without the mail around it
     std::string content;   // what is sent, to the byte
     std::vector<std::string> receivers;
+    std::string key = {};  // what tells it from all other messages, to receivers by HTTP
+    int severity = 2;      // the higher, the graver; numbers of Severity
+};
+
+// Where there is no room, the reason; then nothing was recorded.
+struct RecordedMessages {
+    std::vector<std::vector<std::int64_t>> deliveries;  // their ids, message by message
+    std::vector<std::int64_t> dropped;                  // deliveries that had to make room
+    std::string why_no_room;
+    bool is_disk_full = false;
+};
+
+inline constexpr const char* dropped_result = "dropped: the queue was full";
+
+// The same moment twice, by clocks that tests may set apart.
+struct RecordingTime {
+    std::int64_t seconds = 0;
+    std::int64_t milliseconds = 0;
 };
 
 struct WaitingDelivery {
@@ -33,6 +53,8 @@ struct WaitingDelivery {
     std::int64_t message_id = 0;
     std::string receiver;
     unsigned attempts = 0;  // made so far
+    std::string lane;       // those of a lane stand in each other's way, and in nobody else's
+    std::int64_t due_at = 0;
 };
 
 // What one attempt came to.
@@ -43,6 +65,8 @@ struct DeliveryUpdate {
     std::int64_t next_attempt_at = 0;  // 0 when there is none
     std::int64_t last_attempt_at = 0;
     std::string last_result;
+    std::string error = {};       // of this attempt; empty when there was none
+    std::int64_t latency_ms = 0;  // of a delivered one
 };
 
 struct MessageToSend {
@@ -50,6 +74,9 @@ struct MessageToSend {
     protocol::MessageFormat format = protocol::MessageFormat::full_text;
     std::string sender;
     std::string content;
+    std::string key;
+    std::int64_t recorded_ms = 0;  // milliseconds since 1970
+    std::string profile;
 };
 
 class Queue {
@@ -57,20 +84,29 @@ class Queue {
     // Creates the tables where they are missing.
     explicit Queue(Database& database);
 
-    // Records the messages with all their deliveries, and removes the oldest finished messages beyond
-    // `finished_kept`, in one transaction. Gives the ids of the deliveries, message by message.
-    std::vector<std::vector<std::int64_t>> record(std::span<const NewMessage> messages, std::int64_t now,
-                                                  std::size_t finished_kept);
+    // Records the messages with all their deliveries, makes room for them as `limits` say, and removes the
+    // oldest finished messages beyond `finished_kept`, in one transaction. What is in `under_way` does not
+    // make room: its end is still to be recorded.
+    RecordedMessages record(std::span<const NewMessage> messages, const RecordingTime& time,
+                            std::size_t finished_kept, const QueueLimits& limits = {},
+                            const std::set<std::int64_t>& under_way = {});
 
     // Messages that some receiver still waits for.
     std::size_t waiting_messages() const;
+    // Whether the disk has as much to spare as is to be left to others.
+    bool has_disk_room(const QueueLimits& limits) const;
+    // Deliveries that were dropped for want of room, ever.
+    std::uint64_t dropped() const;
 
-    // The next delivery that is due and not in `under_way`: first tries before repeated ones.
-    std::optional<WaitingDelivery> next_due(std::int64_t now,
-                                            const std::set<std::int64_t>& under_way) const;
+    // The next delivery that is due, not in `under_way`, and in none of `full_lanes`: first tries before
+    // repeated ones.
+    std::optional<WaitingDelivery> next_due(std::int64_t now, const std::set<std::int64_t>& under_way,
+                                            const std::set<std::string>& full_lanes = {}) const;
 
-    // When the earliest delivery that is not in `under_way` is due.
-    std::optional<std::int64_t> earliest(const std::set<std::int64_t>& under_way) const;
+    // When the earliest delivery that waits is due.
+    std::optional<std::int64_t> earliest() const;
+    // When the earliest one after `now` is.
+    std::optional<std::int64_t> earliest_after(std::int64_t now) const;
 
     // Makes whatever would have to wait for longer than `longest_pause` due by then: the clock was set
     // back.
@@ -78,7 +114,12 @@ class Queue {
 
     std::optional<MessageToSend> message_to_send(std::int64_t message_id) const;
 
-    void update(const DeliveryUpdate& update);
+    // All of them or, when it throws, none.
+    void update(std::span<const DeliveryUpdate> updates);
+
+    // Mail servers that have taken mail encrypted, as Outcome::through names them.
+    std::set<std::string> encrypting_servers() const;
+    void add_encrypting_server(const std::string& server);
 
     // The walks of MessageService.
     std::optional<protocol::MessageLogRecord> message_after(std::uint32_t id) const;
@@ -86,11 +127,27 @@ class Queue {
                                                               std::uint32_t state = 0) const;
 
  private:
-    std::optional<WaitingDelivery> next_in_turn(std::int64_t now, bool tried_before,
-                                                const std::set<std::int64_t>& under_way) const;
-    std::vector<std::int64_t> record_one(const NewMessage& message, std::int64_t now);
+    struct Turn;
+    struct Shortage {
+        std::string why;
+        bool is_of_disk = false;
+    };
+    std::optional<WaitingDelivery> next_in_turn(const Turn& turn) const;
+    std::optional<WaitingDelivery> next_in_lanes(const Turn& turn) const;
+    std::vector<std::int64_t> record_one(const NewMessage& message, const RecordingTime& time);
+    std::vector<std::int64_t> record_deliveries(std::int64_t message_id, const NewMessage& message,
+                                                std::int64_t now);
+    std::optional<Shortage> make_room(std::span<const NewMessage> messages, const QueueLimits& limits,
+                                      const std::set<std::int64_t>& under_way, std::int64_t now,
+                                      std::vector<std::int64_t>& dropped);
+    std::optional<Shortage> shortage(std::span<const NewMessage> messages, const QueueLimits& limits) const;
+    bool forget_one();
+    bool drop_one(int most_severity, const std::set<std::int64_t>& under_way, std::int64_t now,
+                  std::vector<std::int64_t>& dropped);
+    void prune(std::size_t finished_kept);
 
     SQLite::Database& connection_;
+    const std::filesystem::path folder_;
 };
 
 }  // namespace callhome::service

@@ -11,7 +11,12 @@ std::optional<std::chrono::seconds> pause_after(unsigned attempts, const RetryLi
         waited += pause;
         pause = std::min(2 * pause, limits.longest_pause);
     }
-    return waited + pause > limits.give_up_after ? std::nullopt : std::optional(pause);
+    if (waited + pause > limits.give_up_after) {
+        return std::nullopt;
+    }
+    constexpr std::int64_t whole = 100;
+    const std::int64_t most_cut = pause.count() * limits.most_cut / whole;
+    return pause - std::chrono::seconds(limits.random(most_cut));
 }
 
 }  // namespace callhome::service

@@ -3,19 +3,25 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <string_view>
 
 #include "delivery/curl_handle.h"
 #include "delivery/endpoint.h"
+#include "delivery/server_settings.h"
+#include "delivery/smtp_conversation.h"
 #include "messages/text.h"
 
 namespace callhome::service {
 namespace {
 
 constexpr std::uint32_t standard_port = 25;
-constexpr std::size_t longest_reply = 400;  // bytes of a server's words that are kept
+constexpr std::size_t longest_reason = 400;  // bytes of a server's words that are kept
+constexpr const char* protocols = "smtp,smtps";
+constexpr const char* plain_logins = "AUTH=PLAIN;AUTH=LOGIN";  // they pass encrypted connections only
+constexpr const char* settings_section = "MAIL SERVERS in callhomed(8)";
 
 // Reply codes of RFC 5321, 4.2.1; those from 530 to 539 ask for encryption or a login (RFC 3207, 4954),
 // which is a matter between us and this server, not one of the receiver.
@@ -23,68 +29,45 @@ constexpr int first_temporary = 400;
 constexpr int first_permanent = 500;
 constexpr int first_login = 530;
 constexpr int last_login = 539;
-constexpr std::size_t code_digits = 3;
 
-// What the server said last, and to which command. libcurl tells neither by itself when a transfer fails.
-struct Conversation {
-    std::string command;  // the verb; empty before the greeting
-    std::string reply;
-    bool over = false;  // libcurl has taken leave: what follows explains nothing
-
-    int code() const {
-        int value = 0;
-        std::from_chars(reply.data(), reply.data() + std::min(reply.size(), code_digits), value);
-        return value;
-    }
+// Content that is still to be read, as long as the server may have it.
+struct Content {
+    std::string_view rest;
+    const Conversation& heard;
 };
 
-constexpr std::string_view content_command = "content";
-constexpr std::string_view encryption_command = "STARTTLS";
-constexpr std::string_view farewell = "QUIT";
-
-// True where a refusal concerns this mail and its receiver, and not the server's state.
-bool is_about_the_mail(std::string_view command) {
-    return command == "MAIL" || command == "RCPT" || command == "DATA" || command == content_command;
+// The last moment at which a server that has offered encryption and then refuses it can be left: what it
+// has heard so far is who writes to whom.
+size_t read_content(char* buffer, size_t size, size_t count, void* context) noexcept {
+    auto& content = *static_cast<Content*>(context);
+    if (content.heard.was_refused_encryption()) {
+        return CURL_READFUNC_ABORT;
+    }
+    const std::size_t length = std::min(size * count, content.rest.size());
+    std::memcpy(buffer, content.rest.data(), length);
+    content.rest.remove_prefix(length);
+    return length;
 }
 
-int listen(CURL* /*handle*/, curl_infotype type, char* data, size_t size, void* conversation) noexcept {
-    auto& heard = *static_cast<Conversation*>(conversation);
+int listen(CURL* /*handle*/, curl_infotype type, char* data, size_t size, void* context) noexcept {
+    auto& heard = *static_cast<Conversation*>(context);
     const std::string_view bytes(data, size);
-    if (heard.over) {
-        return 0;
-    }
-    if (type == CURLINFO_HEADER_OUT) {
-        const std::string_view command = bytes.substr(0, bytes.find_first_of(" \r\n"));
-        if (command == farewell) {
-            heard.over = true;
-        } else {
-            heard = {std::string(command), ""};
+    try {
+        if (type == CURLINFO_HEADER_OUT) {
+            heard.take_command(bytes);
+        } else if (type == CURLINFO_DATA_OUT) {
+            heard.take_content();
+        } else if (type == CURLINFO_HEADER_IN) {
+            heard.take_reply(bytes);
         }
-    } else if (type == CURLINFO_DATA_OUT && heard.command != content_command) {
-        heard = {std::string(content_command), ""};
-    } else if (type == CURLINFO_HEADER_IN && heard.reply.size() < longest_reply) {
-        heard.reply.append(bytes.substr(0, longest_reply));
+    } catch (const std::exception&) {
+        // What was not heard is not told; the transfer goes on.
     }
     return 0;
 }
 
-// Content that is still to be read.
-using Remainder = std::string_view;
-
-size_t read_content(char* buffer, size_t size, size_t count, void* remainder) noexcept {
-    auto& rest = *static_cast<Remainder*>(remainder);
-    const std::size_t length = std::min(size * count, rest.size());
-    std::memcpy(buffer, rest.data(), length);
-    rest.remove_prefix(length);
-    return length;
-}
-
 std::uint32_t port_of(const MailRoute& route) {
     return route.port == 0 ? standard_port : route.port;
-}
-
-std::string name_of(const MailRoute& route) {
-    return authority_of(route.host, port_of(route));
 }
 
 // Why the route leads nowhere; empty when it can be tried.
@@ -93,74 +76,189 @@ std::string why_unusable(const MailRoute& route) {
                                                    : "this is not the name or address of a mail server";
 }
 
-Outcome judge(CURLcode result, const CurlHandle& handle, const Conversation& heard,
-              const std::string& authority) {
-    if (result == CURLE_OK) {
-        return {Verdict::delivered, authority, ""};
+// One try with one server.
+struct Transfer {
+    const DeliveryJob& job;
+    const MailRoute& route;
+    const TransferLimits& limits;
+    const MailServerSettings& settings;
+
+    // A login and a server that has once shown that it can do better go through nothing less.
+    bool demands_encryption() const {
+        const bool known = settings.encryption == Encryption::as_known && route.is_known_to_encrypt;
+        return settings.encryption == Encryption::required || known || !settings.login.user.empty();
     }
-    if (result == CURLE_ABORTED_BY_CALLBACK) {
+    bool encrypts_on_connect() const { return settings.encryption == Encryption::on_connect; }
+    long encryption() const {
+        if (settings.encryption == Encryption::off) {
+            return CURLUSESSL_NONE;
+        }
+        return demands_encryption() ? CURLUSESSL_ALL : CURLUSESSL_TRY;
+    }
+    // Who is expected to be behind the certificate.
+    const std::string& certified_name() const {
+        return settings.certificate_name.empty() ? route.host : settings.certificate_name;
+    }
+};
+
+std::string why_not_encrypted(const Transfer& transfer, const Conversation& heard) {
+    if (heard.was_refused_encryption()) {
+        return fmt::format("it offers encryption and then refuses it: {}", clean_line(heard.refusal()));
+    }
+    if (transfer.settings.encryption == Encryption::required) {
+        return "it does not offer encryption (STARTTLS), which its settings require";
+    }
+    if (!transfer.settings.login.user.empty()) {
+        return "it does not offer encryption (STARTTLS), without which no login is sent";
+    }
+    return fmt::format(
+        "it does not offer encryption (STARTTLS) any more, as it did before; if that is meant, "
+        "put 'encryption offered' into its settings, see {}",
+        settings_section);
+}
+
+// What libcurl says, with what it means for this server where that is more than a broken connection.
+std::string text_of_failure(CURLcode result, const CurlHandle& handle, const Transfer& transfer,
+                            const Conversation& heard) {
+    std::string text = handle.error_text(result);
+    switch (result) {
+        case CURLE_USE_SSL_FAILED:
+            return why_not_encrypted(transfer, heard);
+        case CURLE_PEER_FAILED_VERIFICATION:
+            return fmt::format("{}; see {}", text, settings_section);
+        case CURLE_SSL_CACERT_BADFILE:
+            return fmt::format("the certificates that shall vouch for it cannot be used: {}", text);
+        case CURLE_SSL_CONNECT_ERROR:
+            return fmt::format("the connection cannot be encrypted: {}", text);
+        default:
+            return text;
+    }
+}
+
+bool is_about_encryption(CURLcode result) {
+    constexpr std::array codes{CURLE_USE_SSL_FAILED, CURLE_PEER_FAILED_VERIFICATION,
+                               CURLE_SSL_CACERT_BADFILE, CURLE_SSL_CONNECT_ERROR};
+    return std::ranges::find(codes, result) != codes.end();
+}
+
+// The server's own words are left out: it has just heard the secret.
+std::string why_no_login(const Transfer& transfer, const Conversation& heard) {
+    return heard.code() < first_temporary
+               ? fmt::format("it takes no login of {} in a way that this service knows",
+                             clean_line(transfer.settings.login.user))
+               : fmt::format("it refuses the login of {} with {}", clean_line(transfer.settings.login.user),
+                             heard.code());
+}
+
+std::string reason_of(CURLcode result, const CurlHandle& handle, const Transfer& transfer,
+                      const Conversation& heard) {
+    if (heard.was_refused_encryption()) {
+        return why_not_encrypted(transfer, heard);
+    }
+    if (result == CURLE_LOGIN_DENIED || (heard.is_logging_in() && heard.code() >= first_temporary)) {
+        return why_no_login(transfer, heard);
+    }
+    return heard.code() < first_temporary || is_about_encryption(result)
+               ? text_of_failure(result, handle, transfer, heard)
+               : clean_line(heard.reply());
+}
+
+Outcome judge(CURLcode result, const CurlHandle& handle, const Transfer& transfer,
+              const Conversation& heard) {
+    const std::string authority = name_of(transfer.route);
+    if (result == CURLE_OK) {
+        Outcome delivered{Verdict::delivered, authority, ""};
+        delivered.is_encrypted = heard.is_encrypted() || transfer.encrypts_on_connect();
+        return delivered;
+    }
+    if (result == CURLE_ABORTED_BY_CALLBACK && !heard.was_refused_encryption()) {
         return {Verdict::stopped, authority, ""};
     }
     const int code = heard.code();
-    if (code < first_temporary) {
-        return {Verdict::postponed, authority, handle.error_text(result)};
-    }
     const bool login_wanted = code >= first_login && code <= last_login;
-    const bool refused = code >= first_permanent && !login_wanted && is_about_the_mail(heard.command);
-    return {refused ? Verdict::refused : Verdict::postponed, authority,
-            std::string(cut_to(clean_line(heard.reply), longest_reply))};
+    const bool refused = code >= first_permanent && !login_wanted && heard.is_about_the_mail() &&
+                         !heard.was_refused_encryption();
+    const std::string reason = reason_of(result, handle, transfer, heard);
+    Outcome failed{refused ? Verdict::refused : Verdict::postponed, authority,
+                   without(transfer.settings.login.secret, std::string(cut_to(reason, longest_reason)))};
+    failed.is_server_down = !heard.is_about_the_mail();
+    return failed;
 }
 
-struct Transfer {
-    Outcome outcome;
-    bool encryption_failed;
-};
+void secure(CurlHandle& handle, const Transfer& transfer) {
+    handle.set(CURLOPT_USE_SSL, transfer.encryption());
+    if (!transfer.settings.authorities.empty()) {
+        handle.set(CURLOPT_CAINFO, transfer.settings.authorities.c_str());
+        handle.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    }
+    if (!transfer.settings.login.user.empty()) {
+        handle.set(CURLOPT_LOGIN_OPTIONS, plain_logins);
+        handle.set(CURLOPT_USERNAME, transfer.settings.login.user.c_str());
+        handle.set(CURLOPT_PASSWORD, transfer.settings.login.secret.c_str());
+    }
+}
 
-Transfer transfer(const DeliveryJob& job, const MailRoute& route, const TransferLimits& limits,
-                  const std::stop_token& stop, long encryption) {
-    const std::string authority = name_of(route);
-    Conversation heard;
-    Remainder remainder(*job.content);
-    // Declared after what libcurl may write to until it is gone.
-    CurlHandle handle("smtp", limits, stop);
-    handle.set(CURLOPT_URL, fmt::format("smtp://{}/{}", authority, job.own_name).c_str());
-    handle.set(CURLOPT_USE_SSL, encryption);
-    handle.set(CURLOPT_SSL_VERIFYPEER, 0L);
-    handle.set(CURLOPT_SSL_VERIFYHOST, 0L);
+// A certificate bears the name in the URL: where that is another one than the host's, the way is told
+// apart.
+std::string direct(CurlHandle& handle, const Transfer& transfer) {
+    const MailRoute& route = transfer.route;
+    const std::string& name = transfer.certified_name();
+    if (!is_endpoint(name, port_of(route))) {
+        return "the certificate-name in its settings is not the name of a host";
+    }
+    const char* scheme = transfer.encrypts_on_connect() ? "smtps" : "smtp";
+    handle.set(CURLOPT_URL,
+               fmt::format("{}://{}/{}", scheme, authority_of(name, port_of(route)), transfer.job.own_name)
+                   .c_str());
+    if (name != route.host) {
+        handle.connect_to(authority_of(route.host, port_of(route)));
+    }
     leave_through_vrf(handle, route.vrf_name);
+    return find_within_vrf(handle, route.vrf_name, route.host, port_of(route), transfer.limits);
+}
+
+Outcome perform(const Transfer& transfer, const std::stop_token& stop) {
+    const DeliveryJob& job = transfer.job;
+    Conversation heard;
+    Content content{*job.content, heard};
+    const CurlList receivers = curl_list(job.receiver);
+    // Declared after what libcurl may write to until it is gone.
+    CurlHandle handle(protocols, transfer.limits, stop);
+    if (std::string why = direct(handle, transfer); !why.empty()) {
+        return {Verdict::postponed, name_of(transfer.route), std::move(why)};
+    }
+    secure(handle, transfer);
     handle.set(CURLOPT_MAIL_FROM, job.sender.c_str());
-    const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> receivers(
-        curl_slist_append(nullptr, job.receiver.c_str()), &curl_slist_free_all);
     handle.set(CURLOPT_MAIL_RCPT, receivers.get());
     handle.set(CURLOPT_UPLOAD, 1L);
     handle.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(job.content->size()));
     handle.set(CURLOPT_READFUNCTION, &read_content);
-    handle.set(CURLOPT_READDATA, &remainder);
+    handle.set(CURLOPT_READDATA, &content);
     handle.set(CURLOPT_DEBUGFUNCTION, &listen);
     handle.set(CURLOPT_DEBUGDATA, &heard);
     handle.set(CURLOPT_VERBOSE, 1L);
-    const CURLcode result = handle.perform();
-    // Whatever goes wrong between the server's consent and the next greeting is a failed handshake.
-    return {judge(result, handle, heard, authority),
-            result != CURLE_OK && heard.command == encryption_command && heard.code() < first_temporary};
+    return judge(handle.perform(), handle, transfer, heard);
 }
 
 }  // namespace
 
+std::string name_of(const MailRoute& route) {
+    return authority_of(route.host, port_of(route));
+}
+
 Outcome send_by_smtp(const DeliveryJob& job, const MailRoute& route, const TransferLimits& limits,
                      const std::stop_token& stop) {
-    const std::string authority = name_of(route);
     if (std::string reason = why_unusable(route); !reason.empty()) {
-        return {Verdict::postponed, authority, std::move(reason)};
+        return {Verdict::postponed, name_of(route), std::move(reason)};
+    }
+    const auto settings = mail_server_settings(limits.server_folder, route.host);
+    if (const auto* unusable = std::get_if<UnusableSettings>(&settings)) {
+        return {Verdict::postponed, name_of(route), unusable->why};
     }
     try {
-        Transfer sent = transfer(job, route, limits, stop, CURLUSESSL_TRY);
-        if (sent.encryption_failed) {
-            sent = transfer(job, route, limits, stop, CURLUSESSL_NONE);
-        }
-        return sent.outcome;
+        return perform({job, route, limits, std::get<MailServerSettings>(settings)}, stop);
     } catch (const std::exception& error) {
-        return {Verdict::postponed, authority, clean_line(error.what())};
+        return {Verdict::postponed, name_of(route), clean_line(error.what())};
     }
 }
 

@@ -1,6 +1,5 @@
-// SMTP through libcurl. STARTTLS is opportunistic, as between mail servers (RFC 7435): used where the
-// server offers it, without a look at its certificate, since a switch that cannot report a fault for
-// want of a certificate is worse than a report that someone might read.
+// SMTP through libcurl. What a server offers by way of encryption is used, its certificate has to be good
+// for its name, and nothing makes a conversation go on in the clear that began otherwise or did so before.
 #pragma once
 
 #include "delivery/attempt.h"

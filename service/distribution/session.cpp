@@ -21,6 +21,7 @@ std::int64_t DistributionSession::system_time() {
 DistributionSession::DistributionSession(Database& database, Store& store, CommitEngine& engine,
                                          Clock clock)
     : store_(store),
+      health_(database.health()),
       engine_(engine),
       clock_(std::move(clock)),
       table_(database.connection()),
@@ -194,6 +195,7 @@ Status DistributionSession::make_effective() {
         table_.put_last_action(done);
         transaction.commit();
     } catch (const SQLite::Exception& error) {
+        health_.failed(error);
         spdlog::error("a commit was not made because it could not be stored: {} (SQLite error {})",
                       error.what(), error.getExtendedErrorCode());
         return Status::storage_failed;
@@ -215,6 +217,7 @@ void DistributionSession::fail(Status cause) {
     try {
         table_.put_last_action(last_action_);
     } catch (const SQLite::Exception& error) {
+        health_.failed(error);
         spdlog::error("the failure of a commit could not be stored: {}", error.what());
     }
 }

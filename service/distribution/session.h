@@ -62,6 +62,7 @@ class DistributionSession {
     void fail(protocol::Status cause);
 
     Store& store_;
+    StorageHealth& health_;
     CommitEngine& engine_;
     const Clock clock_;
     SessionTable table_;

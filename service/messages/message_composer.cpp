@@ -42,12 +42,12 @@ MessageSubject subject_for(const Profile& profile, MessageSubject subject) {
     return subject;
 }
 
-// What an event says. To mask is most of what composing costs, so it is done once for the profiles that take
-// the output of the operator's commands and once for those that do not; else only their names differ.
+// What an event says. To mask is most of what composing costs, so it is done once for the profiles that
+// take the output of the operator's commands and once for those that do not; else only their names differ.
 class EventContent {
  public:
-    EventContent(const MessageSubject& subject, const MessageStamp& stamp, const Configuration& configuration,
-                 const SystemInventory& inventory)
+    EventContent(const MessageSubject& subject, const MessageStamp& stamp,
+                 const Configuration& configuration, const SystemInventory& inventory)
         : subject_(subject),
           stamp_(stamp),
           configuration_(configuration),
@@ -135,6 +135,8 @@ std::vector<NewMessage> compose_messages(const MessageSubject& subject, const Me
         message.carrier = taker.transport == Transport::email ? Carrier::smtp : Carrier::http;
         message.sender = sender_of(configuration, inventory);
         message.receivers = taker.receivers;
+        message.severity = static_cast<int>(subject.type->severity);
+        message.key = fmt::format("{}.{}", messages.size() + 1, stamp.id);
         message.content = format_body(content, profile);
         message.size = message.content.size();
         if (taker.transport == Transport::email) {

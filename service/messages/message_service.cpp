@@ -7,6 +7,7 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "delivery/post_office.h"
@@ -41,6 +42,7 @@ struct OpenRequest {
     asio::steady_timer answer_timer;
     std::map<std::int64_t, ReceiverName> receivers;  // by delivery
     std::map<std::int64_t, ReplyLine> lines;         // of those that were tried
+    std::set<std::string> failed_servers{};          // that another one has stood in for
 };
 
 constexpr std::uint64_t no_request = 0;
@@ -80,6 +82,7 @@ class MessageService::Implementation {
     Implementation(asio::io_context& io, Database& database, const Configuration& configuration,
                    const DeliverySettings& settings, EventSettings events)
         : io_(io),
+          database_(database),
           configuration_(configuration),
           settings_(settings),
           command_limits_(events.command_limits),
@@ -96,6 +99,7 @@ class MessageService::Implementation {
     const PostOffice& post_office() const { return post_office_; }
     std::size_t duplicates() const { return throttle_.counted(); }
     bool busy_soon() const { return !open_.empty() || post_office_.busy_soon(); }
+    void look_again() { post_office_.look_again(); }
 
  private:
     void answer(Done done, protocol::Status status, std::string text);
@@ -104,7 +108,7 @@ class MessageService::Implementation {
     std::uint64_t open(MessageOrder order, Done done);
     void run_commands(std::uint64_t number, const std::vector<Taker>& takers);
     void compose_and_offer(std::uint64_t number, const std::vector<CommandOutput>& outputs);
-    bool offer(OpenRequest& request, const std::vector<NewMessage>& messages);
+    std::string offer(OpenRequest& request, const std::vector<NewMessage>& messages);
     void take_report(const AttemptReport& report);
     void start_waiting(std::uint64_t number);
     void close_request(std::uint64_t number);
@@ -112,6 +116,7 @@ class MessageService::Implementation {
     void end_processing(std::uint64_t number, protocol::Status status, std::string text);
 
     asio::io_context& io_;
+    Database& database_;
     const Configuration& configuration_;
     const DeliverySettings settings_;
     const SeriesLimits command_limits_;
@@ -250,12 +255,17 @@ void MessageService::Implementation::compose_and_offer(std::uint64_t number,
         const SystemInventory inventory = read_system_inventory();
         const std::int64_t now = settings_.now();
         const MessageSubject subject = subject_of(request.order, outputs, now);
-        if (!offer(request, compose_messages(subject, make_stamp(now, inventory), takers, configuration_,
-                                             inventory))) {
-            give_up(number, protocol::Status::limit_reached,
-                    "Too many messages wait in the queue; see 'show callhome queue'");
+        const std::string why_not = offer(request, compose_messages(subject, make_stamp(now, inventory),
+                                                                    takers, configuration_, inventory));
+        if (!why_not.empty()) {
+            give_up(number, protocol::Status::limit_reached, why_not);
             return;
         }
+    } catch (const SQLite::Exception& error) {
+        database_.health().failed(error);
+        spdlog::error("A {} message could not be recorded: {}", request.order.type.name, error.what());
+        give_up(number, protocol::Status::storage_failed, "");
+        return;
     } catch (const std::exception& error) {
         spdlog::error("A {} message could not be recorded: {}", request.order.type.name, error.what());
         give_up(number, protocol::Status::storage_failed, "");
@@ -267,17 +277,19 @@ void MessageService::Implementation::compose_and_offer(std::uint64_t number,
     start_waiting(number);
 }
 
-bool MessageService::Implementation::offer(OpenRequest& request, const std::vector<NewMessage>& messages) {
-    const auto ids = post_office_.accept(messages);
-    if (!ids) {
-        return false;
+// Gives the reason when the queue does not take them.
+std::string MessageService::Implementation::offer(OpenRequest& request,
+                                                  const std::vector<NewMessage>& messages) {
+    const RecordedMessages recorded = post_office_.accept(messages);
+    if (!recorded.why_no_room.empty()) {
+        return recorded.why_no_room;
     }
     for (std::size_t i = 0; i < messages.size(); ++i) {
         for (std::size_t k = 0; k < messages[i].receivers.size(); ++k) {
-            request.receivers[(*ids)[i][k]] = {messages[i].receivers[k], messages[i].profile};
+            request.receivers[recorded.deliveries[i][k]] = {messages[i].receivers[k], messages[i].profile};
         }
     }
-    return true;
+    return "";
 }
 
 void MessageService::Implementation::start_waiting(std::uint64_t number) {
@@ -299,6 +311,9 @@ void MessageService::Implementation::take_report(const AttemptReport& report) {
         return;
     }
     auto& [number, request] = *entry;
+    for (const FailedServer& failed : report.outcome.failed_before) {
+        request.failed_servers.insert(failed.failure);
+    }
     // A receiver whose second try comes before the first of another one keeps its first line.
     request.lines.try_emplace(report.delivery_id,
                               ReplyLine{report.outcome.verdict == Verdict::delivered,
@@ -323,6 +338,9 @@ void MessageService::Implementation::close_request(std::uint64_t number) {
                             ? line->second
                             : ReplyLine{false, unfinished_line(request.order.type.wording, receiver)});
         delivered = delivered || lines.back().delivered;
+    }
+    for (const std::string& failure : request.failed_servers) {
+        lines.push_back({false, failed_server_line(failure)});
     }
     end_processing(number, delivered ? protocol::Status::ok : protocol::Status::not_sent,
                    join_reply(lines, longest_reply));
@@ -385,6 +403,10 @@ std::optional<std::string> MessageService::message_text(std::uint32_t id) const 
 
 std::size_t MessageService::duplicates() const {
     return implementation_->duplicates();
+}
+
+void MessageService::look_again() {
+    implementation_->look_again();
 }
 
 bool MessageService::busy_soon() const {

@@ -78,6 +78,9 @@ class MessageService {
     // Events that were counted only, since the service started.
     std::size_t duplicates() const;
 
+    // Looks at the queue now: what has failed may work again.
+    void look_again();
+
     // True while something in the queue is due within a minute: no time to end the process.
     bool busy_soon() const;
 

@@ -90,6 +90,10 @@ std::string repeats_text(const Repeats& repeats, std::int64_t now) {
                : fmt::format("{} since {}", times(repeats.count), iso_time(time_ago(repeats.ago, now)));
 }
 
+std::string failed_server_line(std::string_view failure) {
+    return fmt::format("A mail server failed, and another one took the mail: {}", clean_line(failure));
+}
+
 std::string join_reply(const std::vector<ReplyLine>& lines, std::size_t size) {
     std::vector<std::string> texts;
     std::size_t length = 0;

@@ -29,6 +29,9 @@ std::string duplicate_line(std::string_view wording, const Repeats& repeats,
 // "3 times since …", for the message that tells it; empty when there is nothing to tell.
 std::string repeats_text(const Repeats& repeats, std::int64_t now);
 
+// For a mail server that another one has stood in for; `failure` says which and why.
+std::string failed_server_line(std::string_view failure);
+
 struct ReplyLine {
     bool delivered = false;
     std::string text;

@@ -212,9 +212,16 @@ Outcome Dispatcher::handle(const protocol::FrameHeader& header, std::span<std::b
         }
         return outcome;
     } catch (const SQLite::Exception& error) {
+        facts_.database.health().failed(error);
+        reply.clear();
+        if (row->access == Access::read) {
+            spdlog::error(
+                "a request was not answered because the database could not be read: {} (SQLite error {})",
+                error.what(), error.getExtendedErrorCode());
+            return Status::storage_unreadable;
+        }
         spdlog::error("a change was not made because it could not be stored: {} (SQLite error {})",
                       error.what(), error.getExtendedErrorCode());
-        reply.clear();
         return Status::storage_failed;
     }
 }

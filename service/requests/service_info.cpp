@@ -51,7 +51,11 @@ std::string state_text(const Call& call) {
     for (const auto& [id, entry] : call.signatures.catalogue().entries()) {
         installed += entry.state == SignatureState::installed ? 1 : 0;
     }
-    return line_of("Process", static_cast<std::uint64_t>(::getpid())) +
+    const StorageHealth& health = call.facts.database.health();
+    return line_of("State", health.is_degraded() ? fmt::format("degraded since {}: {}",
+                                                               table_time(health.since()), health.reason())
+                                                 : "in order") +
+           line_of("Process", static_cast<std::uint64_t>(::getpid())) +
            line_of("User", static_cast<std::uint64_t>(::geteuid())) +
            line_of("Running since", table_time(call.facts.started_at)) +
            line_of("Socket", or_none(call.facts.socket.string())) +
@@ -86,7 +90,8 @@ std::string queue_text(const Call& call) {
            line_of("Next attempt", table_time(statistics.next_attempt_at())) +
            line_of("Duplicates not sent", call.messages.duplicates()) +
            counter_line("Sent", statistics.of(DeliveryState::delivered)) +
-           counter_line("Failed", statistics.of(DeliveryState::failed));
+           counter_line("Failed", statistics.of(DeliveryState::failed)) +
+           line_of("Dropped from a full queue", statistics.dropped());
 }
 
 std::string size_text(const std::filesystem::path& file) {

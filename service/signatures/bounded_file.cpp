@@ -1,77 +1,27 @@
 #include "signatures/bounded_file.h"
 
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <system_error>
-
 namespace callhome::service {
 namespace {
 
-using protocol::ResultCode;
-
-constexpr std::size_t read_size = 65'536;
-
-struct Descriptor {
-    int number;
-    ~Descriptor() {
-        if (number >= 0) {
-            ::close(number);
-        }
-    }
-};
-
-std::string reason() {
-    return std::generic_category().message(errno);
-}
-
-// Read to its end, whatever its size was said to be: it may grow meanwhile.
-std::optional<Refusal> read_all(int file, const std::string& name, std::size_t limit, std::string& bytes) {
-    std::array<char, read_size> block;
-    while (true) {
-        const ssize_t count = ::read(file, block.data(), block.size());
-        if (count == 0) {
-            return std::nullopt;
-        }
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            return Refusal{ResultCode::file_not_read, fmt::format("{} cannot be read: {}", name, reason())};
-        }
-        bytes.append(block.data(), static_cast<std::size_t>(count));
-        if (bytes.size() > limit) {
-            return Refusal{ResultCode::over_length, fmt::format("{} is longer than {} bytes", name, limit)};
-        }
+protocol::ResultCode code_of(FileFault fault) {
+    switch (fault) {
+        case FileFault::not_read:
+            return protocol::ResultCode::file_not_read;
+        case FileFault::too_long:
+            return protocol::ResultCode::over_length;
+        default:
+            return protocol::ResultCode::file_not_opened;
     }
 }
 
 }  // namespace
 
 std::variant<FileContent, Refusal> read_bounded_file(const std::filesystem::path& path, std::size_t limit) {
-    const std::string name = path.string();
-    const Descriptor file{::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
-    if (file.number < 0) {
-        return Refusal{ResultCode::file_not_opened,
-                       errno == ELOOP ? fmt::format("{} is a link; name the file itself", name)
-                                      : fmt::format("{} cannot be opened: {}", name, reason())};
+    auto read = read_file(path, limit);
+    if (auto* unread = std::get_if<UnreadFile>(&read)) {
+        return Refusal{code_of(unread->fault), std::move(unread->why)};
     }
-    struct stat status {};
-    if (::fstat(file.number, &status) != 0) {
-        return Refusal{ResultCode::file_not_opened, fmt::format("{} cannot be opened: {}", name, reason())};
-    }
-    if (!S_ISREG(status.st_mode)) {
-        return Refusal{ResultCode::file_not_opened, fmt::format("{} is not a file", name)};
-    }
-    FileContent content{.bytes = {}, .mode = status.st_mode, .owner = status.st_uid};
-    if (auto refusal = read_all(file.number, name, limit, content.bytes)) {
-        return *std::move(refusal);
-    }
-    return content;
+    return std::get<FileContent>(std::move(read));
 }
 
 }  // namespace callhome::service

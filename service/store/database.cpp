@@ -38,6 +38,11 @@ Database::Database(const std::filesystem::path& file)
                                  " was written by a newer version of callhomed; install that version, "
                                  "or move the file away to start anew");
     }
+    try_write();
+}
+
+// The version is written even when it is the one that stands there.
+void Database::try_write() {
     connection_.exec("PRAGMA user_version = " + std::to_string(schema_version));
 }
 

@@ -5,6 +5,8 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include "store/storage_health.h"
+
 namespace callhome::service {
 
 class Database {
@@ -16,8 +18,15 @@ class Database {
 
     SQLite::Database& connection() { return connection_; }
 
+    // Whoever meets an error of the database notes it here.
+    StorageHealth& health() { return health_; }
+
+    // A transaction that changes nothing and yet has to reach the disk. Throws SQLite::Exception.
+    void try_write();
+
  private:
     SQLite::Database connection_;
+    StorageHealth health_;
 };
 
 }  // namespace callhome::service

@@ -68,16 +68,18 @@ class Mail:
 
 class MailServer:
     """aiosmtpd on a free port. `answers` maps a command (MAIL, RCPT, DATA) to a function that takes the
-    recipient or message and gives the reply line; "hang" as the reply means that none ever comes."""
+    recipient or message and gives the reply line; "hang" as the reply means that none ever comes. `smtp` holds
+    options of aiosmtpd's SMTP, `tls` the context of a server that encrypts from the first byte."""
 
-    def __init__(self, port=0, **answers):
+    def __init__(self, port=0, smtp=None, tls=None, **answers):
         self.answers = answers
         self.mails = []
         self.seen = threading.Condition()
         self.attempts = 0
         self.loop = asyncio.new_event_loop()
         self.server = self.loop.run_until_complete(
-            self.loop.create_server(lambda: SMTP(self, hostname="peer.example"), "127.0.0.1", port)
+            self.loop.create_server(lambda: SMTP(self, hostname="peer.example", loop=self.loop, **(smtp or {})),
+                                    "127.0.0.1", port, ssl=tls)
         )
         self.port = self.server.sockets[0].getsockname()[1]
         self.thread = threading.Thread(target=self.loop.run_forever, daemon=True)
@@ -118,6 +120,9 @@ class MailServer:
             assert self.seen.wait_for(lambda: condition(self), LIMIT), "the mail server waited in vain"
 
     def close(self):
+        if self.loop.is_closed():
+            return
+
         def finish():
             self.server.close()
             for task in asyncio.all_tasks(self.loop):
@@ -159,8 +164,8 @@ class EndToEnd(unittest.TestCase):
         self.addCleanup(service.stop)
         return service
 
-    def start_mail_server(self, port=0, **answers):
-        server = MailServer(port, **answers)
+    def start_mail_server(self, port=0, smtp=None, tls=None, **answers):
+        server = MailServer(port, smtp, tls, **answers)
         self.addCleanup(server.close)
         return server
 

@@ -24,6 +24,7 @@ enum class Status : std::int32_t {
     limit_reached = 0x403B000E,
     built_in_profile = 0x403B000F,
     permission_denied = 0x403B0010,
+    storage_unreadable = 0x403B0012,
     no_system_contact = 0x403B0015,
     no_contact_email = 0x403B0016,
     no_destination = 0x403B0017,
@@ -72,6 +73,9 @@ inline constexpr std::array status_texts{
                "A built-in destination profile cannot be removed or changed in this way"},
     StatusText{Status::permission_denied,
                "Permission denied: only root and members of the group callhome may change things"},
+    StatusText{Status::storage_unreadable,
+               "The call-home service cannot read its database; "
+               "look at \"show callhome information state\" and at its log"},
     StatusText{Status::no_system_contact, "The system contact is not set"},
     StatusText{Status::no_contact_email, "The contact person's e-mail address is not set"},
     StatusText{Status::no_destination, "No destination profile has an address to send messages to"},

@@ -81,6 +81,7 @@ std::optional<std::string> MessageService::message_text(std::uint32_t /*id*/) co
 std::size_t MessageService::duplicates() const {
     return implementation_->fake.duplicates;
 }
+void MessageService::look_again() {}
 
 bool MessageService::busy_soon() const {
     return implementation_->fake.busy;

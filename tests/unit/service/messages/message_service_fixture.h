@@ -26,8 +26,10 @@ class MessageServiceTest : public testing::Test {
     MessageServiceTest() {
         settings_.transfer.response = std::chrono::seconds(1);
         settings_.clock_check = std::chrono::milliseconds(2);
+        settings_.retry.most_cut = 0;
         settings_.marker = folder_.path() / "processing_mesg";
         settings_.now = [this] { return clock_.load(); };
+        settings_.now_milliseconds = [this] { return clock_.load() * 1000; };
         configuration_ = sample_configuration();
         use(server_);
     }

@@ -129,7 +129,7 @@ TEST_F(MessageServiceTest, TriesAgainAfterAPauseWithTheSameMessageId) {
     EXPECT_FALSE(service_->busy_soon());
 }
 
-TEST_F(MessageServiceTest, GivesUpAfterThreeDaysOfPauses) {
+TEST_F(MessageServiceTest, GivesUpWhenThePausesComeToTheLimit) {
     server_.set_script(refusing_at("RCPT", "450 never"));
     settings_.retry.give_up_after = std::chrono::minutes(7);  // 1 + 2 + 4
     start();
@@ -251,7 +251,26 @@ TEST_F(MessageServiceTest, UsesTheSingleServerWhenTheOthersFail) {
     configuration_.mail.smtp_server = "127.0.0.1";
     configuration_.mail.port = server_.port();
     start();
-    EXPECT_EQ(send("test").status, Status::ok);
+    const Reply reply = send("test");
+    EXPECT_EQ(reply.status, Status::ok);
+    EXPECT_NE(reply.text.find("\nA mail server failed, and another one took the mail: 127.0.0.1:" +
+                              std::to_string(closed.number()) + ": "),
+              std::string::npos)
+        << reply.text;
+}
+
+TEST_F(MessageServiceTest, TellsOfAFailedServerOnceForAllReceivers) {
+    const tests::ClosedPort closed;
+    configuration_.mail_servers = {{"127.0.0.1", {}, closed.number(), 1, "no-such-vrf", 0}};
+    configuration_.mail.smtp_server = "127.0.0.1";
+    configuration_.mail.port = server_.port();
+    configuration_.profiles.front().email_addresses = {{1, "ada@example.com"}, {2, "bob@example.com"}};
+    start();
+    const std::string text = send("test").text;
+    const std::size_t first = text.find("A mail server failed");
+    ASSERT_NE(first, std::string::npos) << text;
+    EXPECT_EQ(text.find("A mail server failed", first + 1), std::string::npos) << text;
+    EXPECT_EQ(server_.mails().size(), 2U);
 }
 
 TEST_F(MessageServiceTest, TellsWhyEachServerFailed) {
@@ -300,15 +319,27 @@ TEST_F(MessageServiceTest, DoesNotSendAgainWhenAResultCannotBeRecorded) {
     EXPECT_EQ(server_.mails().size(), 1U);
 }
 
-TEST_F(MessageServiceTest, RefusesMoreThanTheQueueMayHold) {
+TEST_F(MessageServiceTest, DropsTheOldestForANewOneWhenTheQueueIsFull) {
     server_.set_script(refusing_at("RCPT", "450 later"));
-    settings_.most_waiting_messages = 2;
+    settings_.queue.messages = 2;
     start();
-    EXPECT_EQ(send("test").status, Status::not_sent);
-    EXPECT_EQ(send("test").status, Status::not_sent);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(send("test").status, Status::not_sent);
+    }
+    EXPECT_EQ(state(), DeliveryState::failed);
+    EXPECT_STREQ(service_->delivery_after(0, 0)->last_result, "dropped: the queue was full");
+    EXPECT_EQ(service_->message_after(1)->waiting, 1U);
+    EXPECT_EQ(service_->message_after(2)->waiting, 1U);
+}
+
+TEST_F(MessageServiceTest, RefusesWhatTheQueueCannotHoldAtAll) {
+    settings_.queue.bytes = 10;
+    start();
     const Reply reply = send("test");
     EXPECT_EQ(reply.status, Status::limit_reached);
-    EXPECT_NE(reply.text, "");
+    EXPECT_EQ(reply.text,
+              "The messages that wait in the queue are too long in all; see 'show callhome queue'");
+    EXPECT_FALSE(service_->message_after(0));
 }
 
 TEST_F(MessageServiceTest, DeliversToManyReceiversAndFitsTheReply) {

@@ -238,12 +238,12 @@ TEST_F(PeriodicInventoryTest, ThatNobodyTakesIsLoggedOnce) {
 }
 
 TEST_F(PeriodicInventoryTest, IsTriedAgainWhenTheQueueIsFullAndLoggedOnce) {
-    settings_.most_waiting_messages = 0;
+    settings_.queue.messages = 0;
     begin();
     at(midnight + 8 * hour);
     at(midnight + 8 * hour + minute);
     EXPECT_EQ(times_logged("Too many messages wait"), 1U);
-    settings_.most_waiting_messages = 10;
+    settings_.queue.messages = 10;
     begin_again();
     EXPECT_EQ(messages(), 1);
 }

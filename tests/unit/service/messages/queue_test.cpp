@@ -39,10 +39,11 @@ class QueueTest : public testing::Test {
         queue_.emplace(*database_);
     }
     std::vector<std::int64_t> record(const NewMessage& message, std::size_t kept = keep_all) {
-        return queue_->record(std::vector{message}, now, kept).front();
+        return queue_->record(std::vector{message}, {now, now * 1000}, kept).deliveries.front();
     }
+    void update(const DeliveryUpdate& update) { queue_->update(std::vector{update}); }
     void finish(std::int64_t delivery, DeliveryState state = DeliveryState::delivered) {
-        queue_->update({delivery, state, 1, 0, now, "done"});
+        update({delivery, state, 1, 0, now, "done"});
     }
     void SetUp() override { open(); }
 
@@ -78,7 +79,7 @@ TEST_F(QueueTest, RecordsAllMessagesOfARequestOrNone) {
     connection.exec(
         "CREATE TRIGGER full BEFORE INSERT ON deliveries WHEN NEW.receiver = 'bad'"
         " BEGIN SELECT RAISE(ABORT, 'disk full'); END");
-    EXPECT_THROW(queue_->record(std::vector{sample_message(), sample_message({"bad"})}, now, keep_all),
+    EXPECT_THROW(queue_->record(std::vector{sample_message(), sample_message({"bad"})}, {now, 0}, keep_all),
                  SQLite::Exception);
     EXPECT_FALSE(queue_->message_after(0));
     EXPECT_FALSE(queue_->delivery_after(0, 0));
@@ -89,13 +90,14 @@ TEST_F(QueueTest, OffersWhatIsDueAndNotUnderWay) {
     EXPECT_FALSE(queue_->next_due(now - 1, {}));
     EXPECT_EQ(queue_->next_due(now, {ids[0]})->id, ids[1]);
     EXPECT_FALSE(queue_->next_due(now, {ids[0], ids[1]}));
-    EXPECT_FALSE(queue_->earliest({ids[0], ids[1]}));
-    EXPECT_EQ(queue_->earliest({}), now);
+    EXPECT_EQ(queue_->earliest(), now);
+    EXPECT_FALSE(queue_->earliest_after(now));
+    EXPECT_EQ(queue_->earliest_after(now - 1), now);
 }
 
 TEST_F(QueueTest, OffersFirstTriesBeforeRepeatedOnes) {
     const auto old = record(sample_message({"old@example.com"}));
-    queue_->update({old[0], DeliveryState::waiting, 1, now - 100, now - 200, "later"});
+    update({old[0], DeliveryState::waiting, 1, now - 100, now - 200, "later"});
     const auto fresh = record(sample_message({"fresh@example.com"}));
     EXPECT_EQ(queue_->next_due(now, {})->id, fresh[0]);
     EXPECT_EQ(queue_->next_due(now, {fresh[0]})->id, old[0]);
@@ -103,7 +105,7 @@ TEST_F(QueueTest, OffersFirstTriesBeforeRepeatedOnes) {
 
 TEST_F(QueueTest, RemembersWhatAnAttemptCameTo) {
     const auto ids = record(sample_message());
-    queue_->update({ids[0], DeliveryState::waiting, 3, now + 240, now + 1, "mx:25: 450 busy"});
+    update({ids[0], DeliveryState::waiting, 3, now + 240, now + 1, "mx:25: 450 busy"});
     finish(ids[1]);
     reopen();
     const auto first = queue_->delivery_after(0, 0);
@@ -175,12 +177,12 @@ TEST_F(QueueTest, NeverUsesAnIdAgain) {
 
 TEST_F(QueueTest, BringsForwardWhatAClockThatWasSetBackPutOff) {
     const auto ids = record(sample_message({"ada@example.com"}));
-    queue_->update({ids[0], DeliveryState::waiting, 1, now + 60, now, "later"});
+    update({ids[0], DeliveryState::waiting, 1, now + 60, now, "later"});
     const std::int64_t set_back = now - 1'000'000;
     queue_->bring_forward(set_back, 3600);
-    EXPECT_EQ(queue_->earliest({}), set_back + 3600);
+    EXPECT_EQ(queue_->earliest(), set_back + 3600);
     queue_->bring_forward(set_back, 7200);
-    EXPECT_EQ(queue_->earliest({}), set_back + 3600);
+    EXPECT_EQ(queue_->earliest(), set_back + 3600);
 }
 
 }  // namespace

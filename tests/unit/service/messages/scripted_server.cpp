@@ -111,15 +111,16 @@ void ScriptedServer::wait_for_peer_to_leave(int connection) const {
     }
 }
 
-void ScriptedServer::write(int connection, const std::string& text) {
+bool ScriptedServer::write(int connection, const std::string& text) {
     std::size_t sent = 0;
     while (sent < text.size()) {
         const ssize_t count = ::send(connection, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
         if (count <= 0) {
-            return;
+            return false;
         }
         sent += static_cast<std::size_t>(count);
     }
+    return true;
 }
 
 SmtpServer::SmtpServer(Script script) : script_(std::move(script)) {
@@ -221,6 +222,10 @@ HttpServer::HttpServer(std::string answer) : answer_(std::move(answer)) {
     start();
 }
 
+HttpServer::HttpServer(std::function<void(const Write& write)> answer) : free_answer_(std::move(answer)) {
+    start();
+}
+
 std::vector<std::string> HttpServer::requests() const {
     const std::lock_guard lock(mutex_);
     return requests_;
@@ -251,7 +256,10 @@ void HttpServer::serve(int connection) {
         const std::lock_guard lock(mutex_);
         requests_.push_back(request);
     }
-    if (answer_ == stay_silent) {
+    if (free_answer_) {
+        free_answer_([connection](const std::string& text) { return write(connection, text); });
+        wait_for_peer_to_leave(connection);
+    } else if (answer_ == stay_silent) {
         wait_for_peer_to_leave(connection);
     } else if (answer_ != drop_connection) {
         write(connection, answer_ + "\r\nContent-Length: 5\r\nConnection: close\r\n\r\nhello");

@@ -45,7 +45,7 @@ class ScriptedServer {
     bool read_line(int connection, std::string& rest, std::string& line) const;
     bool read_more(int connection, std::string& rest) const;
     void wait_for_peer_to_leave(int connection) const;
-    static void write(int connection, const std::string& text);
+    static bool write(int connection, const std::string& text);  // false when the peer has gone
 
  private:
     void accept_connections();
@@ -86,10 +86,15 @@ class SmtpServer : public ScriptedServer {
     std::vector<std::string> commands_;
 };
 
-// Answers each POST with the given status line, or one of the above.
+// Answers each POST with the given status line, or one of the above, or as it is told.
 class HttpServer : public ScriptedServer {
  public:
+    // Writes to the peer; false when it has gone.
+    using Write = std::function<bool(const std::string& text)>;
+
     explicit HttpServer(std::string answer);
+    // After `answer` the server is silent until the peer leaves.
+    explicit HttpServer(std::function<void(const Write& write)> answer);
     ~HttpServer() override { stop(); }
 
     std::vector<std::string> requests() const;  // head and body
@@ -100,6 +105,7 @@ class HttpServer : public ScriptedServer {
  private:
     mutable std::mutex mutex_;
     std::string answer_;
+    std::function<void(const Write& write)> free_answer_;
     std::vector<std::string> requests_;
 };
 

@@ -105,7 +105,7 @@ TEST_F(SignatureMessage, NeitherWaitsForAnOperatorsMessageNorHoldsOneUp) {
 }
 
 TEST_F(SignatureMessage, IsRefusedWhileTheQueueIsFull) {
-    settings_.most_waiting_messages = 0;
+    settings_.queue.messages = 0;
     start();
     EXPECT_EQ(send_report().status, Status::limit_reached);
 }

@@ -158,17 +158,6 @@ TEST(Smtp, GreetsInTheOldWayWhereTheNewOneIsUnknown) {
     EXPECT_EQ(send(sample_job(), route_to(server)).verdict, Verdict::delivered);
 }
 
-TEST(Smtp, GoesOnInTheClearWhereEncryptionIsOfferedAndFails) {
-    const SmtpServer server([](const std::string& stage, const std::string& /*argument*/) -> std::string {
-        if (stage == "EHLO") {
-            return "250-test\r\n250 STARTTLS";
-        }
-        return stage == "STARTTLS" ? "220 go on" : tests::good_answer;
-    });
-    EXPECT_EQ(send(sample_job(), route_to(server)).verdict, Verdict::delivered);
-    EXPECT_EQ(server.connections(), 2);
-}
-
 TEST(Smtp, ReportsAServerThatDoesNotListen) {
     const tests::ClosedPort port;
     const Outcome outcome = send(sample_job(), {"127.0.0.1", port.number(), ""});
@@ -219,6 +208,11 @@ TEST(Attempt, GoesFromServerToServerUntilOneTakesTheMail) {
     EXPECT_EQ(outcome.verdict, Verdict::delivered);
     EXPECT_EQ(outcome.through, "127.0.0.1:" + std::to_string(good.port()));
     EXPECT_EQ(busy.connections(), 1);
+    ASSERT_EQ(outcome.failed_before.size(), 2U);
+    EXPECT_EQ(outcome.failed_before[0].server, "127.0.0.1:" + std::to_string(closed.number()));
+    EXPECT_TRUE(outcome.failed_before[0].is_down);
+    EXPECT_EQ(outcome.failed_before[1].failure, "127.0.0.1:" + std::to_string(busy.port()) + ": 450 later");
+    EXPECT_FALSE(outcome.failed_before[1].is_down) << "it has spoken about this mail alone";
     EXPECT_EQ(never_asked.connections(), 0);
 }
 

@@ -1,6 +1,7 @@
 #include <map>
 #include <set>
 
+#include "protocol/records/signature.h"
 #include "requests_fixture.h"
 
 namespace callhome::service {
@@ -172,8 +173,18 @@ TEST_F(DispatchTest, AChangeThatCannotBeStoredIsRefusedAndNotMade) {
     const protocol::SwitchRecord on{.enabled = 1, .trailing_flag = 0};
     EXPECT_EQ(send(Opcode::traps, Operation::set, on), Status::storage_failed);
     EXPECT_FALSE(configuration().traps_enabled);
+    EXPECT_TRUE(database.health().is_degraded());
     database.connection().exec("PRAGMA query_only = OFF");
     EXPECT_EQ(send(Opcode::traps, Operation::set, on), Status::ok);
+}
+
+TEST_F(DispatchTest, WhatCannotBeReadIsNotSaidToBeAChange) {
+    database.connection().exec("DROP TABLE message_statistics");
+    EXPECT_EQ(send(Opcode::service_info, Operation::get,
+                   protocol::ServiceInfoRequest{
+                       .info_type = static_cast<std::uint32_t>(protocol::ServiceInfo::queue)}),
+              Status::storage_unreadable);
+    EXPECT_TRUE(database.health().is_degraded());
 }
 
 TEST_F(DispatchTest, NothingLongerThanTheOpcodeSRecordNeedBeReceived) {

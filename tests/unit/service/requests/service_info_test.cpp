@@ -1,3 +1,5 @@
+#include <sqlite3.h>
+
 #include <array>
 
 #include <fmt/format.h>
@@ -36,12 +38,12 @@ class ServiceInfoTest : public RequestsTest {
         for (int i = 0; i < count; ++i) {
             NewMessage message;
             message.receivers = {"ada@example.net"};
-            const auto ids = queue.record(std::span(&message, 1), now, 1000);
+            const auto ids = queue.record(std::span(&message, 1), {now, 0}, 1000).deliveries;
             DeliveryUpdate update;
             update.id = ids.front().front();
             update.state = state;
             update.next_attempt_at = now + 60;
-            queue.update(update);
+            queue.update(std::span(&update, 1));
         }
     }
     std::uint32_t clear(std::uint32_t counters) {
@@ -85,6 +87,17 @@ TEST_F(ServiceInfoTest, TheStateFollowsWhatIsSwitchedOn) {
     EXPECT_EQ(value_of(ServiceInfo::state, "Signatures installed"), "1");
 }
 
+TEST_F(ServiceInfoTest, TheStateSaysWhatIsWrongWithTheStorage) {
+    EXPECT_EQ(value_of(ServiceInfo::state, "State"), "in order");
+    database.health().failed(SQLite::Exception("database or disk is full", SQLITE_FULL));
+    const std::string state = value_of(ServiceInfo::state, "State");
+    EXPECT_TRUE(state.starts_with("degraded since 20")) << state;
+    EXPECT_TRUE(state.ends_with(": the database fails: database or disk is full; make room on its disk"))
+        << state;
+    database.health().works(Trouble::database);
+    EXPECT_EQ(value_of(ServiceInfo::state, "State"), "in order");
+}
+
 TEST_F(ServiceInfoTest, ConnectionsAreCountedByUser) {
     facts.clients = [] {
         return ClientFacts{.connections = {{0, 1}, {1000, 3}}, .most_of_a_user = 32, .most = 256};
@@ -107,6 +120,7 @@ TEST_F(ServiceInfoTest, TheQueueIsCounted) {
     EXPECT_EQ(value_of(ServiceInfo::queue, "Deliveries given up"), "1");
     EXPECT_TRUE(value_of(ServiceInfo::queue, "Sent").starts_with("3 since "));
     EXPECT_TRUE(value_of(ServiceInfo::queue, "Failed").starts_with("1 since "));
+    EXPECT_EQ(value_of(ServiceInfo::queue, "Dropped from a full queue"), "0");
 }
 
 TEST_F(ServiceInfoTest, TheCountersOfMessagesAreClearedOneByOneAndCountOn) {

@@ -1,0 +1,39 @@
+// What a mail server says, and to which command. libcurl tells neither by itself when a transfer fails.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace callhome::service {
+
+class Conversation {
+ public:
+    void take_command(std::string_view bytes);
+    void take_content();
+    void take_reply(std::string_view bytes);
+
+    // Of the last reply; 0 before the first.
+    int code() const;
+    const std::string& reply() const { return reply_; }
+
+    // True where a refusal concerns this mail and its receiver, and not the server's state.
+    bool is_about_the_mail() const;
+    bool is_logging_in() const;
+
+    bool is_encrypted() const { return is_encrypted_; }
+    // The server has offered encryption, and when it came to it, said no.
+    bool was_refused_encryption() const { return !refusal_.empty(); }
+    const std::string& refusal() const { return refusal_; }
+
+ private:
+    std::string command_;  // the verb; empty before the greeting
+    std::string reply_;
+    bool is_encrypted_ = false;
+    std::string refusal_;   // of encryption
+    bool is_over_ = false;  // libcurl has taken leave: what follows explains nothing
+};
+
+// The text, with a mark in place of the secret.
+std::string without(const std::string& secret, std::string text);
+
+}  // namespace callhome::service
