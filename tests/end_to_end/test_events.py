@@ -95,6 +95,21 @@ class Events(harness.EndToEnd):
         self.assertRegex(self.content(server.mails[1]),
                          f"\nRepeated: +{'once' if repeats == 1 else f'{repeats} times'} since [0-9]{{4}}-")
 
+    def test_events_that_are_raised_by_hand_go_to_their_groups_and_are_throttled(self):
+        server = self.start_mail_server()
+        service = self.start()
+        self.configure(service, server.port, "destination-profile ops alert-group all")
+        groups = {"environment": "environmental", "inventory": "inventory", "diagnostic": "Diagnostic",
+                  "configuration": "configuration", "syslog": "syslog-group-port"}
+        for number, (event, group) in enumerate(groups.items(), 1):
+            for _ in range(2):
+                self.shell(service, f"callhome event trigger {event} text a trial")
+            self.assertEqual(len(server.mails), number, event)
+            self.assertIn(f"\nAlert group:          {group}\n", self.content(server.mails[-1]))
+            self.assertIn("\nText:                 a trial\n", self.content(server.mails[-1]))
+        self.assertRegex(self.shell(service, "show callhome information queue").stdout,
+                         r"(?m)^Duplicates not sent: +5$")
+
     def test_with_throttling_off_and_when_an_operator_asks_each_is_sent(self):
         server = self.start_mail_server()
         service = self.start()
