@@ -14,19 +14,21 @@ struct Piece {
 };
 
 constexpr std::array pieces{
-    Piece{
-        "secret",
-        R"((?:pass(?:word|wd|phrase|code|wort)|passwd|pwd|psk|secret(?:[_-]?(?:access[_-]?)?key)?|token|credentials?|cak|(?:api|access|private|secret|encrypt(?:ion)?|sign(?:ing)?|shared|pre[_-]?shared|auth(?:entication|orization)?|priv(?:acy)?|master|account|session|server|md5|wep|client|service|storage|sas|subscription|licen[cs]e|hmac|crypto|radius|tacacs|snmp|ike|ipsec|tsig|bot|webhook)[ _-]?key\d?))"},
-    Piece{
-        "suffix",
-        R"((?:[_-]?(?:hash(?:ed)?|value|text|plain|enc(?:rypted)?|base64|b64|old|new|current|confirm(?:ation)?|string|raw|base|\d{1,2}))?)"},
+    Piece{"secret", R"((?:pass(?:word|wd|phrase|code|wort)|passwd|pwd|psk|secret(?:[_-]?(?:access[_-]?))"
+                    R"(?key)?|token|credentials?|cak|(?:api|access|private|secret|encrypt(?:ion)?|)"
+                    R"(sign(?:ing)?|shared|pre[_-]?shared|auth(?:entication|orization)?|priv(?:acy)?|)"
+                    R"(master|account|session|server|md5|wep|client|service|storage|sas|subscription|)"
+                    R"(licen[cs]e|hmac|crypto|radius|tacacs|snmp|ike|ipsec|tsig|bot|webhook)[ )"
+                    R"(_-]?key\d?))"},
+    Piece{"suffix", R"((?:[_-]?(?:hash(?:ed)?|value|text|plain|enc(?:rypted)?|base64|b64|old|new|)"
+                    R"(current|confirm(?:ation)?|string|raw|base|\d{1,2}))?)"},
     Piece{"equals", R"(\\?["']?\]?~(?::=|=>|==|[:=]|\x253[aAdD])~)"},
     // A text in quotes up to them, a word up to what ends it in a sentence or a list.
     Piece{"value",
           R"((?:\\"([^"\\]+)(?:\\")?|"((?:\\.|[^"\\])+)["]?|'([^']+)'?|([^\s"'](?:\S*[^\s;,)}\]>"'])?)))"},
-    Piece{
-        "type",
-        R"((?:(?:encrypted|clear-?text|clear|plain-?text|plain|cipher|simple|hidden|ascii-text|ascii|hexadecimal|hex|irreversible-cipher|level \d{1,2}|1?\d|md5|sha\d{0,3}|scrypt|pbkdf2) ){0,3})"},
+    Piece{"type", R"((?:(?:encrypted|clear-?text|clear|plain-?text|plain|cipher|simple|hidden|)"
+                  R"(ascii-text|ascii|hexadecimal|hex|irreversible-cipher|level \d{1,2}|1?\d|md5|)"
+                  R"(sha\d{0,3}|scrypt|pbkdf2) ){0,3})"},
     Piece{"cipher", R"((?:3?des|aes)(?:[ -]?(?:cfb[ -]?)?(?:128|192|256))?)"},
 };
 

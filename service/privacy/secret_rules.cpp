@@ -35,12 +35,12 @@ constexpr std::array rules{
              R"((?i)\buser(?:name)? \S+ (?:.*? )??(?:password|secret) %type%%value%)"},
     MaskRule{"pass|secret", unless_prose,
              R"((?i)^~(?:password|passphrase|secret) %type%([^\s"'{\[(].*\S))"},
-    MaskRule{
-        "pass|pwd|secret", unless_prose,
-        R"((?i)(?:pass(?:word|wd|phrase|code)|\bpwd|secret)s?[\])]? (?:(?:is|was|to|now|set to|changed to) )?%type%%value%)"},
-    MaskRule{
-        "pass|secret", unless_prose,
-        R"((?i)(?:password|passphrase|secret) (?:for|of) (?:user )?\S+?(?: (?:is|was|to|set to|changed to) |~[:=]~)%value%)"},
+    MaskRule{"pass|pwd|secret", unless_prose,
+             R"((?i)(?:pass(?:word|wd|phrase|code)|\bpwd|secret)s?[\])]? (?:(?:is|was|to|now|)"
+             R"(set to|changed to) )?%type%%value%)"},
+    MaskRule{"pass|secret", unless_prose,
+             R"((?i)(?:password|passphrase|secret) (?:for|of) (?:user )?\S+?(?: (?:is|was|to|)"
+             R"(set to|changed to) |~[:=]~)%value%)"},
     MaskRule{"pass", anything, R"((?i)\bpassword peer \S+ %type%%value%)"},
     MaskRule{"pass", anything, R"((?i)\bpassword_pbkdf2 \S+ %value%)"},
     MaskRule{"token", if_random, R"((?i)\b(?:id)?token %type%%value%)"},
@@ -53,22 +53,23 @@ constexpr std::array rules{
     MaskRule{"key", anything, R"((?i)\bkey (?:authentication|accounting) (?:cipher|simple) %value%)"},
     MaskRule{"key", anything, R"((?i)\bcrypto (?:isakmp|ike|ikev1|ikev2) key %type%%value%)"},
     MaskRule{"key", anything, R"((?i)\bkey config-key (?:password-encrypt|ascii) %type%%value%)"},
-    MaskRule{
-        "shared", unless_prose,
-        R"((?i)\b(?:pre-?)?shared-?(?:key|secret) (?:(?:local|remote|ascii-text|hexadecimal|text|address \S+|key) )*%type%%value%)"},
+    MaskRule{"shared", unless_prose,
+             R"((?i)\b(?:pre-?)?shared-?(?:key|secret) (?:(?:local|remote|ascii-text|)"
+             R"(hexadecimal|text|address \S+|key) )*%type%%value%)"},
     MaskRule{"key", unless_prose,
              R"((?i)\b(?:radius|tacacs\+?|ldap|aaa|server-private)(?:[ -].*?)?? key %type%%value%)"},
     MaskRule{"key", unless_prose, R"((?i)^ (?:server-)?key ("[^"]+"|\S*[a-zA-Z]\S*)~$)"},
     MaskRule{"key", unless_prose, R"((?i)\b(?:pac|server)[ -]key %type%%value%)"},
-    MaskRule{
-        "key", unless_prose,
-        R"((?i)\b(?:authentication|privacy|message-digest|md5|auth|encryption|tunnel|session)-key (?:\d+ (?:(?:md5|sha\S*|hmac\S*|cmac\S*|aes\S*|type \S+ value) )?)?%type%%value%)"},
-    MaskRule{
-        "spi", anything,
-        R"((?i)\bspi \d+ (?:esp )?(?:md5|sha\S*|null|3?des|aes\S*) (?:(?:128|192|256) )?%type%%value%(?: (?:md5|sha\S*) %type%%value%)?)"},
-    MaskRule{
-        "authentication", unless_prose,
-        R"((?i)\b(?:standby|vrrp|glbp|hsrp)(?: .*?)?? authentication (?:text |md5 key-string )?%type%%value%)"},
+    MaskRule{"key", unless_prose,
+             R"((?i)\b(?:authentication|privacy|message-digest|md5|auth|encryption|tunnel|)"
+             R"(session)-key (?:\d+ (?:(?:md5|sha\S*|hmac\S*|cmac\S*|aes\S*|type \S+ value) )?))"
+             R"(?%type%%value%)"},
+    MaskRule{"spi", anything,
+             R"((?i)\bspi \d+ (?:esp )?(?:md5|sha\S*|null|3?des|aes\S*) (?:(?:128|192|256) ))"
+             R"(?%type%%value%(?: (?:md5|sha\S*) %type%%value%)?)"},
+    MaskRule{"authentication", unless_prose,
+             R"((?i)\b(?:standby|vrrp|glbp|hsrp)(?: .*?)?? authentication (?:text |md5 )"
+             R"(key-string )?%type%%value%)"},
     MaskRule{"authentication text", unless_prose, R"((?i)\bauthentication text %value%)"},
     MaskRule{"key", anything, R"((?i)\b(?:wep|encryption) key \d (?:size \S+ )?%type%%value%)"},
     MaskRule{"wpa|psk", unless_prose, R"((?i)\b(?:wpa-)?psk %type%%value%)"},
@@ -80,16 +81,16 @@ constexpr std::array rules{
     MaskRule{"psk", anything, R"((?i):~PSK %value%)"},
 
     // SNMP.
-    MaskRule{
-        "communit", unless_prose,
-        R"((?i)\bsnmp(?:-server|-agent)? community (?:(?:read|write|ro|rw|read-only|read-write) )?%type%%value%)"},
+    MaskRule{"communit", unless_prose,
+             R"((?i)\bsnmp(?:-server|-agent)? community (?:(?:read|write|ro|rw|read-only|)"
+             R"(read-write) )?%type%%value%)"},
     MaskRule{"community", anything, R"((?i)\br[ow]community6? %value%)"},
     MaskRule{"community", unless_prose, R"((?i)\b(?:trap|notification)-?community %type%%value%)"},
     MaskRule{"com2sec", anything, R"((?i)\bcom2sec6? (?:-Cn \S+ )?\S+ \S+ %value%)"},
     MaskRule{"sink", anything, R"((?i)\b(?:trap2?|inform)sink \S+ %value%)"},
-    MaskRule{
-        "snmp-server host", unless_prose,
-        R"((?i)\bsnmp-server host \S+ (?:(?:use-vrf|vrf|filter-vrf) \S+ )?(?:(?:traps?|informs?) )?(?:version (?:1|2c|3(?: (?:auth|noauth|priv))?) )?%value%)"},
+    MaskRule{"snmp-server host", unless_prose,
+             R"((?i)\bsnmp-server host \S+ (?:(?:use-vrf|vrf|filter-vrf) \S+ )?(?:(?:traps?|)"
+             R"(informs?) )?(?:version (?:1|2c|3(?: (?:auth|noauth|priv))?) )?%value%)"},
     MaskRule{"snmp-server user", anything,
              R"((?i)\bsnmp-server user .*?\bauth(?:entication)? (?:md5|sha\S*) %type%%value%)"},
     MaskRule{"snmp-server user", unless_prose,
@@ -132,18 +133,18 @@ constexpr std::array rules{
     MaskRule{"://", anything, R"(\b[A-Za-z][A-Za-z0-9+.-]*://[^\s/?#@:"'<>]*:([^\s/"'<>]+)@)"},
     MaskRule{"://", anything,
              R"(\b[A-Za-z][A-Za-z0-9+.-]*://[^\s/?#@:"'<>]*:([^\s\d/"'<>][^\s"'<>]*?)@[\w\[])"},
-    MaskRule{
-        "authorization", anything,
-        R"((?i)\bauthorization\\?["']?~[:=]~\\?["']?(?:basic|bearer|digest|negotiate|ntlm|token|apikey|hmac\S*|aws4\S*) (.*\S))"},
+    MaskRule{"authorization", anything,
+             R"((?i)\bauthorization\\?["']?~[:=]~\\?["']?(?:basic|bearer|digest|negotiate|ntlm|)"
+             R"(token|apikey|hmac\S*|aws4\S*) (.*\S))"},
     MaskRule{"authorization", if_random, R"((?i)\bauthorization%equals%%value%)"},
     MaskRule{"bearer|basic", if_random, R"((?i)\b(?:bearer|basic) ([A-Za-z0-9+/=_.~-]+))"},
     MaskRule{"cookie", anything, R"((?i)\bcookie2?~:~([^"'\s][^"']*[^"'\s]))"},
     MaskRule{"x-", anything, R"((?i)\bx-[\w-]*(?:key|token|secret|auth\w*|password|signature)~:~%value%)"},
 
     // What is known by its form, wherever it stands.
-    MaskRule{
-        "$", anything,
-        R"((\$(?:1|2[abxy]?|3|4|5|6|7|8|9|14|y|gy|md5|sha1|apr1|P|H|scrypt|pbkdf2[\w-]*|argon2(?:id?|d))\$[./A-Za-z0-9$=,+_-]{4,}))"},
+    MaskRule{"$", anything,
+             R"((\$(?:1|2[abxy]?|3|4|5|6|7|8|9|14|y|gy|md5|sha1|apr1|P|H|scrypt|pbkdf2[\w-]*|)"
+             R"(argon2(?:id?|d))\$[./A-Za-z0-9$=,+_-]{4,}))"},
     MaskRule{
         "{", anything,
         R"((?i)(\{(?:S?SHA(?:256|384|512)?|S?MD5|CRYPT|PBKDF2[\w-]*|ARGON2\w*)\}[./A-Za-z0-9$=,+_-]{6,}))"},
@@ -153,9 +154,9 @@ constexpr std::array rules{
     MaskRule{":", anything, R"(^~[^\s:]+:[^:]+:([0-9a-f]{32})~$)"},
     MaskRule{"secret-data", anything, R"((?i)(\S+?);?~(?:##|/\*)~SECRET-DATA)"},
     MaskRule{"private", anything, R"((?i)-----BEGIN [A-Z0-9 ]*PRIVATE KEY[A-Z ]*-----(.+?)(?:-----END|$))"},
-    MaskRule{
-        "exponent|prime|coefficient|priv", anything,
-        R"((?i)\b(?:privateExponent|prime\d|exponent\d|coefficient|priv):~((?:[0-9a-f]{2}:){4,}[0-9a-f:\s]*[0-9a-f]))"},
+    MaskRule{"exponent|prime|coefficient|priv", anything,
+             R"((?i)\b(?:privateExponent|prime\d|exponent\d|coefficient|priv):~((?:[0-9a-f]{2}:))"
+             R"({4,}[0-9a-f:\s]*[0-9a-f]))"},
     MaskRule{"eyj", anything, R"((\beyJ[\w-]{6,}\.[\w-]+(?:\.[\w-]*)*))"},
     MaskRule{"aki|asi|aro|aip", anything, R"(\b((?:AKIA|ASIA|AROA|AIPA)[0-9A-Z]{12,}))"},
     MaskRule{"gh|glpat", anything, R"(\b((?:gh[pousr]_|github_pat_|glpat-|gldt-|glrt-)[\w-]{10,}))"},
