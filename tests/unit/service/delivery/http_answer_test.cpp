@@ -22,10 +22,11 @@ struct Post {
     HttpRoute route = {};
     std::string key = {};
     std::filesystem::path server_folder = {};
+    std::chrono::seconds total{20};
 
     Outcome to(const std::string& url, const std::string& content = "<a/>") const {
         TransferLimits limits;
-        limits.total = std::chrono::seconds(1);
+        limits.total = total;
         limits.server_folder = server_folder;
         DeliveryJob job;
         job.carrier = Carrier::http;
@@ -37,6 +38,9 @@ struct Post {
         return attempt(job, limits, {});
     }
 };
+
+// For those that wait in vain.
+constexpr std::chrono::seconds a_while{2};
 
 std::string url_of(const HttpServer& server) {
     return "http://127.0.0.1:" + std::to_string(server.port()) + "/";
@@ -65,16 +69,16 @@ TEST(HttpAnswers, ThatNeverEndCountByTheirStatus) {
 
 TEST(HttpAnswers, WhoseBodyDoesNotComeCountByTheirStatus) {
     const HttpServer silent([](const HttpServer::Write& write) { write(good_head); });
-    EXPECT_EQ(Post{}.to(url_of(silent)).verdict, Verdict::delivered);
+    EXPECT_EQ(Post{.total = a_while}.to(url_of(silent)).verdict, Verdict::delivered);
     const HttpServer refusing(
         [](const HttpServer::Write& write) { write("HTTP/1.1 410 Gone\r\nContent-Length: 5\r\n\r\nno"); });
-    EXPECT_EQ(Post{}.to(url_of(refusing)).verdict, Verdict::refused);
+    EXPECT_EQ(Post{.total = a_while}.to(url_of(refusing)).verdict, Verdict::refused);
 }
 
 TEST(HttpAnswers, WhoseHeadIsNotWholeAreNone) {
     const HttpServer server(
         [](const HttpServer::Write& write) { write("HTTP/1.1 200 OK\r\nServer: x\r\n"); });
-    EXPECT_EQ(Post{}.to(url_of(server)).verdict, Verdict::postponed);
+    EXPECT_EQ(Post{.total = a_while}.to(url_of(server)).verdict, Verdict::postponed);
 }
 
 TEST(HttpAnswers, WhoseHeadNeverEndsAreNone) {
@@ -91,7 +95,7 @@ TEST(HttpAnswers, WhoseHeadNeverEndsAreNone) {
 TEST(HttpAnswers, ThatOnlyPromiseAnotherOneAreNone) {
     const HttpServer server(
         [](const HttpServer::Write& write) { write("HTTP/1.1 102 Processing\r\n\r\n"); });
-    EXPECT_EQ(Post{}.to(url_of(server)).verdict, Verdict::postponed);
+    EXPECT_EQ(Post{.total = a_while}.to(url_of(server)).verdict, Verdict::postponed);
 }
 
 class HttpProxyLogin : public testing::Test {
