@@ -96,8 +96,8 @@ TEST_F(SupportTest, MessagesAreCountedWithTheirBytes) {
     NewMessage message;
     message.receivers = {"ada@example.net", "bob@example.net"};
     message.size = 300;
-    queue.record(std::span(&message, 1), now, 1000);
-    queue.record(std::span(&message, 1), now, 1000);
+    queue.record(std::span(&message, 1), {now, 1000 * now}, 1000);
+    queue.record(std::span(&message, 1), {now, 1000 * now}, 1000);
     const std::string text = memory(1);
     EXPECT_EQ(value_of(text, "Messages"), "2 entries, 600 bytes");
     EXPECT_EQ(value_of(text, "  deliveries waiting"), "4");
