@@ -20,6 +20,7 @@
 #include "failure_table.h"
 #include "floor_server.h"
 #include "log_lines.h"
+#include "masking.h"
 #include "measure.h"
 #include "platform/reference.h"
 #include "process.h"
@@ -184,6 +185,10 @@ Sample measure_failure_table(const Bench& bench) {
     return compare_failure_table(bench.pairs);
 }
 
+Sample measure_masking(const Bench& /*bench*/) {
+    return compare_masking();
+}
+
 Sample measure_process(const Bench& bench) {
     constexpr int repetitions = 20;
     const auto shell = [&] {
@@ -216,6 +221,7 @@ constexpr std::array rows{
         measure_typing<100>},
     Row{"1,000 log lines against 100 signatures", "one pattern over the same lines", "", measure_log_lines},
     Row{"failure table, 1,000 lines", "`memcpy` of the same text", "", measure_failure_table},
+    Row{"masking 1 MiB made to be slow", "four times a quarter of it", "at most 1.5", measure_masking},
 };
 
 // Measures a row against a service of its own: where the kernel puts a process is a matter of luck that
