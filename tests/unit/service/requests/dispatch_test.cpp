@@ -42,6 +42,12 @@ const std::map<Opcode, std::set<int>> answered{
     {Opcode::post_alert, {3}},
     {Opcode::trace_buffer, {1}},
     {Opcode::memory_statistics, {1}},
+    {Opcode::queue_state, {1}},
+    {Opcode::profile_statistics, {1}},
+    {Opcode::clear_queue, {3}},
+    {Opcode::resend_message, {3}},
+    {Opcode::message_tail, {1}},
+    {Opcode::message_preview, {1}},
 };
 
 // Message statistics are cleared by asking for them.
