@@ -74,6 +74,12 @@ std::string latency_text(const ProfileStatistics& figures) {
            std::to_string(figures.most_latency) + " ms at most";
 }
 
+// Likewise.
+template <auto member>
+Cell latency(const ProfileStatistics& figures) {
+    return figures.sent == 0 ? Cell(std::string()) : Cell(figures.*member);
+}
+
 constexpr Column<ProfileStatistics> statistics_facts[] = {
     {"profile", "profile", text, cell_of<ProfileStatistics, &ProfileStatistics::profile>},
     {"sent", "sent", number, cell_of<ProfileStatistics, &ProfileStatistics::sent>},
@@ -86,9 +92,9 @@ constexpr Column<ProfileStatistics> statistics_facts[] = {
     {"last success at", "last_success_at", time,
      time_of<ProfileStatistics, &ProfileStatistics::last_success_at>},
     {"latency", "", text, made_by<latency_text, ProfileStatistics>},
-    {"", "latency/last_ms", number, cell_of<ProfileStatistics, &ProfileStatistics::last_latency>},
-    {"", "latency/mean_ms", number, cell_of<ProfileStatistics, &ProfileStatistics::mean_latency>},
-    {"", "latency/most_ms", number, cell_of<ProfileStatistics, &ProfileStatistics::most_latency>},
+    {"", "latency/last_ms", number, latency<&ProfileStatistics::last_latency>},
+    {"", "latency/mean_ms", number, latency<&ProfileStatistics::mean_latency>},
+    {"", "latency/most_ms", number, latency<&ProfileStatistics::most_latency>},
     {"counted since", "since", time, time_of<ProfileStatistics, &ProfileStatistics::since>},
 };
 

@@ -61,8 +61,8 @@ protocol::ClearQueueRecord clear_queue_of(PostOffice& post_office, const std::st
     const auto cleared = post_office.give_up_all(
         fmt::format("given up: the queue was cleared by {}", clean_line(requested_by)));
     if (cleared.given_up > 0) {
-        spdlog::warn("{} deliveries were given up: {} has cleared the queue", cleared.given_up,
-                     clean_line(requested_by));
+        spdlog::warn("The queue was cleared by {}; deliveries given up: {}", clean_line(requested_by),
+                     cleared.given_up);
     }
     return {.given_up = counted(cleared.given_up), .under_way = counted(cleared.under_way)};
 }

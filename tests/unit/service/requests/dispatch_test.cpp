@@ -50,9 +50,10 @@ const std::map<Opcode, std::set<int>> answered{
     {Opcode::message_preview, {1}},
 };
 
-// Message statistics are cleared by asking for them.
+// Message statistics are cleared by asking for them, and a preview has commands run.
 bool changes_something(Opcode opcode, int operation) {
-    return opcode == Opcode::message_statistics || operation == static_cast<int>(Operation::set) ||
+    return opcode == Opcode::message_statistics || opcode == Opcode::message_preview ||
+           operation == static_cast<int>(Operation::set) ||
            operation == static_cast<int>(Operation::remove);
 }
 
