@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "input.h"
+#include "platform/deliveries.h"
 #include "platform/interface.h"
 #include "platform/reference.h"
 #include "protocol/layout.h"
@@ -126,8 +127,32 @@ void post_alert(Input& script) {
             "an alert's reply is terminated");
 }
 
-constexpr std::array<void (*)(Input&), 6> functions{
-    exchange_records, list_messages, list_deliveries, show_message, name_contact, post_alert,
+void look_at_deliveries(Input& script) {
+    QueueState state;
+    check_status(read_queue_state(state));
+    ProfileStatistics figures;
+    check_status(read_profile_statistics(script.counted_text(), figures));
+    ResentMessage resent{};
+    check_status(resend_message(script.byte(), resent));
+}
+
+void preview_message(Input& script) {
+    const std::string type = script.counted_text();
+    Preview preview;
+    const ServiceStatus status = read_preview(type, "", preview);
+    check_status(status);
+    std::size_t length = 0;
+    for (const PreviewRow& row : preview.messages) {
+        length += row.text.size();
+    }
+    require(length <= protocol::largest_frame_body,
+            "texts are not longer than the frame that they came in");
+}
+
+// New ones go to the end: the corpus counts on the places of the others.
+constexpr std::array<void (*)(Input&), 8> functions{
+    exchange_records, list_messages, list_deliveries,    show_message,
+    name_contact,     post_alert,    look_at_deliveries, preview_message,
 };
 
 }  // namespace

@@ -353,6 +353,12 @@ constexpr std::array opcodes{
     protocol::Opcode::signature_action,
     protocol::Opcode::trace_buffer,
     protocol::Opcode::memory_statistics,
+    protocol::Opcode::queue_state,
+    protocol::Opcode::profile_statistics,
+    protocol::Opcode::clear_queue,
+    protocol::Opcode::resend_message,
+    protocol::Opcode::message_tail,
+    protocol::Opcode::message_preview,
 };
 
 bool lists_every_opcode() {

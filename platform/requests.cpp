@@ -1,24 +1,21 @@
 // The requests that the shell makes by itself.
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
-#include <span>
 
+#include "ask.h"
 #include "platform/reference.h"
-#include "protocol/layout.h"
 #include "protocol/marker.h"
 #include "protocol/records/contact.h"
+#include "protocol/records/delivery.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
 #include "protocol/records/message.h"
 #include "protocol/records/trace.h"
 #include "record_text.h"
-#include "service_link.h"
 
 namespace callhome::platform {
 namespace {
@@ -33,12 +30,6 @@ using protocol::Operation;
 using protocol::SessionAction;
 
 constexpr const char* system_contact = "sysContact";
-
-template <typename Value>
-struct Word {
-    Value value;
-    const char* word;
-};
 
 // As the commands and the running configuration name the formats.
 constexpr std::array format_words{
@@ -68,50 +59,15 @@ constexpr std::array result_words{
     Word<ActionResult>{ActionResult::in_progress, "inprogress"},
 };
 
-template <typename Words>
-std::string word_of(const Words& words, std::uint32_t number) {
-    for (const auto& [value, word] : words) {
-        if (static_cast<std::uint32_t>(value) == number) {
-            return word;
-        }
-    }
-    return std::to_string(number);
-}
-
-template <typename Record>
-std::span<std::byte> bytes_of(Record& record) {
-    return std::as_writable_bytes(std::span(&record, 1));
-}
-
-template <typename Record>
-ServiceStatus ask(Opcode opcode, Operation operation, Record record, Reply& reply) {
-    protocol::convert_byte_order(bytes_of(record), protocol::layout_of<Record>());
-    return try_exchange(
-        {static_cast<std::uint32_t>(opcode), static_cast<std::uint32_t>(operation), bytes_of(record)},
-        request_timeout, reply);
-}
-
 // The reply is a text without a terminator.
 template <typename Record>
 ServiceStatus ask_for_text(Opcode opcode, const Record& record, std::string& text) {
     Reply reply;
     const ServiceStatus status = ask(opcode, Operation::get, record, reply);
     if (status == 0 && reply.record != nullptr) {
-        text.assign(reinterpret_cast<const char*>(reply.record.get()), reply.length);
+        text = text_of(reply);
     }
     return status;
-}
-
-// What came of a record; zeroes stand for what did not.
-template <typename Record>
-Record record_in(const Reply& reply) {
-    Record record{};
-    const auto bytes = bytes_of(record).first(std::min<std::size_t>(reply.length, sizeof record));
-    if (!bytes.empty()) {
-        std::memcpy(bytes.data(), reply.record.get(), bytes.size());
-    }
-    protocol::convert_byte_order(bytes, protocol::layout_of<Record>());
-    return record;
 }
 
 // Visits the entries after `key`, in the order of their ids, which rise: a list that does not end would
@@ -141,7 +97,7 @@ MessageRow row_of(const MessageLogRecord& record) {
             .waiting = record.waiting,
             .delivered = record.delivered,
             .failed = record.failed,
-            .format = word_of(format_words, record.format),
+            .format = format_word(record.format),
             .type = text_in(record.type),
             .profile = text_in(record.profile),
             .subject = text_in(record.subject)};
@@ -164,6 +120,10 @@ ServiceStatus walk_deliveries(const DeliveryLogRecord& key, std::vector<Delivery
 }
 
 }  // namespace
+
+std::string format_word(std::uint32_t format) {
+    return word_of(format_words, format);
+}
 
 ServiceStatus set_system_contact(const std::optional<std::string>& contact) {
     protocol::ContactRecord record{};
@@ -244,8 +204,18 @@ std::string local_time_text(std::uint32_t seconds) {
     return {text.data(), length};
 }
 
-ServiceStatus read_messages(std::vector<MessageRow>& rows) {
-    return walk(Opcode::message_log, MessageLogRecord{},
+ServiceStatus read_messages(std::vector<MessageRow>& rows, std::optional<std::uint32_t> last) {
+    MessageLogRecord key{};
+    if (last) {
+        Reply reply;
+        const protocol::MessageTailRecord tail{.count = *last, .before = 0};
+        if (const ServiceStatus status = ask(Opcode::message_tail, Operation::get, tail, reply);
+            status != 0) {
+            return status;
+        }
+        key.id = record_in<protocol::MessageTailRecord>(reply).before;
+    }
+    return walk(Opcode::message_log, key,
                 [&](const MessageLogRecord& record) { rows.push_back(row_of(record)); });
 }
 

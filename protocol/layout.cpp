@@ -6,6 +6,7 @@
 
 #include "protocol/records/alert_group.h"
 #include "protocol/records/contact.h"
+#include "protocol/records/delivery.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
@@ -63,6 +64,12 @@ constexpr std::array exchanges{
     same_both_ways<SessionRecord>(Opcode::session_state),
     Exchange{Opcode::trace_buffer, layout_of<TraceKeyRecord>(), text_reply},
     Exchange{Opcode::memory_statistics, layout_of<MemoryStatisticsRequest>(), text_reply},
+    same_both_ways<QueueStateRecord>(Opcode::queue_state),
+    same_both_ways<ProfileStatisticsRecord>(Opcode::profile_statistics),
+    same_both_ways<ClearQueueRecord>(Opcode::clear_queue),
+    same_both_ways<ResendRecord>(Opcode::resend_message),
+    same_both_ways<MessageTailRecord>(Opcode::message_tail),
+    Exchange{Opcode::message_preview, layout_of<PreviewRequestRecord>(), text_reply},
 };
 
 }  // namespace

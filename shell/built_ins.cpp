@@ -6,6 +6,7 @@
 #include <string>
 
 #include "configuration_displays.h"
+#include "delivery_displays.h"
 #include "message_displays.h"
 #include "platform/command_output.h"
 #include "platform/reference.h"
@@ -64,8 +65,12 @@ std::uint32_t set_system_contact(Session&, const ParsedCommand& command) {
     return succeeded(platform::set_system_contact(contact), CommandClass::configuration) ? done : failed;
 }
 
-std::uint32_t show_messages(Session&, const ParsedCommand&) {
-    return succeeded(show_message_list()) ? done : failed;
+std::uint32_t show_messages(Session&, const ParsedCommand& command) {
+    std::optional<std::uint32_t> last;
+    if (!command.values.empty()) {
+        last = std::get<std::uint32_t>(command.values.front().value);
+    }
+    return succeeded(show_message_list(last)) ? done : failed;
 }
 
 std::uint32_t show_queue(Session&, const ParsedCommand&) {
@@ -90,6 +95,10 @@ constexpr std::array built_ins{
     BuiltIn{"@show_messages", show_messages, true},
     BuiltIn{"@show_message", show_message, true},
     BuiltIn{"@show_queue", show_queue, true},
+    BuiltIn{"@show_profile_statistics", show_profile_statistics, true},
+    BuiltIn{"@show_preview", show_preview, true},
+    BuiltIn{"@clear_queue", clear_queue, true},
+    BuiltIn{"@resend_message", resend_message, true},
     BuiltIn{"@show_running_config", show_running_config, true},
     BuiltIn{"@show_running_config_all", show_running_config_with_defaults, true},
     BuiltIn{"@show_pending", show_pending, true},

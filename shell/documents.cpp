@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "configuration_displays.h"
+#include "delivery_displays.h"
 #include "message_displays.h"
 #include "session_displays.h"
 #include "system_displays.h"
@@ -26,13 +27,26 @@ constexpr std::array own_documents{
     OwnDocument{"history", {"commands[]"}},
 };
 
-// The keywords that a command begins with, up to its first value or choice.
+// How many choices and options are open behind the word.
+int depth_behind(std::string_view word, int depth) {
+    for (const char sign : word) {
+        depth += sign == '(' || sign == '[' ? 1 : 0;
+        depth -= sign == ')' || sign == ']' ? 1 : 0;
+    }
+    return depth;
+}
+
+// The keywords that a command always has: its values and choices left out.
 std::string keywords_of(const Command& command, char between) {
     std::string keywords;
     std::string_view rest = command.syntax;
+    int depth = 0;
     for (std::string_view word = take_word(rest); !word.empty(); word = take_word(rest)) {
-        if (std::string_view("<[($").find(word.front()) != std::string_view::npos) {
-            break;
+        const bool stands_alone =
+            depth == 0 && std::string_view("<[($").find(word.front()) == std::string_view::npos;
+        depth = depth_behind(word, depth);
+        if (!stands_alone) {
+            continue;
         }
         if (!keywords.empty()) {
             keywords += between;
@@ -75,6 +89,9 @@ platform::Members document_members(const Command& command) {
         return difference_document();
     }
     platform::Members members = message_document(command.document);
+    if (members.empty()) {
+        members = delivery_document(command.document);
+    }
     if (members.empty()) {
         members = session_document(command.document);
     }

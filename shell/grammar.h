@@ -61,7 +61,7 @@ struct Command {
 
 // Displays are what is read a screen at a time, and what can be had as JSON or XML.
 inline bool is_display(const Command& command) {
-    return command.syntax.starts_with("show ");
+    return command.syntax.starts_with("show ") || !command.document.empty();
 }
 
 // A function of the library that no command is bound to.

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "columns.h"
+#include "delivery_displays.h"
 #include "platform/reference.h"
 
 namespace callhome::shell {
@@ -73,9 +74,9 @@ constexpr Column<DeliveryRow> waiting_columns[] = {
 
 }  // namespace
 
-ServiceStatus show_message_list() {
+ServiceStatus show_message_list(std::optional<std::uint32_t> last) {
     std::vector<MessageRow> rows;
-    const ServiceStatus status = platform::read_messages(rows);
+    const ServiceStatus status = platform::read_messages(rows, last);
     if (status == 0) {
         show_rows<MessageRow>(message_list, message_columns, rows, "No message has been recorded.\n");
     }
@@ -84,11 +85,19 @@ ServiceStatus show_message_list() {
 
 ServiceStatus show_waiting() {
     std::vector<DeliveryRow> rows;
-    const ServiceStatus status = platform::read_queue(rows);
-    if (status == 0) {
-        show_rows<DeliveryRow>(waiting_list, waiting_columns, rows, "Nothing waits to be sent.\n");
+    platform::QueueState state;
+    if (const ServiceStatus status = platform::read_queue(rows); status != 0) {
+        return status;
     }
-    return status;
+    if (const ServiceStatus status = platform::read_queue_state(state); status != 0) {
+        return status;
+    }
+    show_rows<DeliveryRow>(waiting_list, waiting_columns, rows, "Nothing waits to be sent.\n");
+    if (!platform::is_output_structured()) {
+        std::putchar('\n');
+    }
+    show_queue_state(state);
+    return 0;
 }
 
 ServiceStatus show_one_message(std::uint32_t id) {
@@ -121,6 +130,7 @@ platform::Members message_document(std::string_view name) {
         add_members<DeliveryRow>(members, receiver_columns);
     } else if (name == "queue") {
         add_members<DeliveryRow>(members, waiting_columns);
+        add_queue_state(members);
     }
     return members;
 }

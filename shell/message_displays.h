@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "platform/command_output.h"
@@ -10,7 +11,7 @@
 namespace callhome::shell {
 
 // Each shows one display. The status is 0 when everything could be read; otherwise nothing is shown.
-ServiceStatus show_message_list();
+ServiceStatus show_message_list(std::optional<std::uint32_t> last);  // so many of them, the newest
 ServiceStatus show_one_message(std::uint32_t id);
 ServiceStatus show_waiting();
 

@@ -24,6 +24,8 @@ END;
 
 // The states are those of DeliveryState: 2 delivered, 3 failed. A row is made by the first thing that is
 // counted.
+// What was lost and is sent again waits once more; where that arrives, it was not with its first try. An
+// earlier trigger knew of no sending again.
 constexpr const char* profile_tables = R"sql(
 CREATE TABLE IF NOT EXISTS profile_statistics (
     profile TEXT PRIMARY KEY,
@@ -38,15 +40,17 @@ CREATE TABLE IF NOT EXISTS profile_statistics (
     sum_latency_ms INTEGER NOT NULL DEFAULT 0,
     since INTEGER NOT NULL
 ) WITHOUT ROWID;
-CREATE TRIGGER IF NOT EXISTS count_of_profiles AFTER UPDATE OF state, attempts ON deliveries
+DROP TRIGGER IF EXISTS count_of_profiles;
+CREATE TRIGGER IF NOT EXISTS profile_figures AFTER UPDATE OF state, attempts ON deliveries
 WHEN NEW.state != OLD.state OR NEW.attempts > OLD.attempts
 BEGIN
     INSERT OR IGNORE INTO profile_statistics (profile, since)
         SELECT profile, max(NEW.last_attempt_at, NEW.last_error_at) FROM messages WHERE id = NEW.message_id;
     UPDATE profile_statistics SET
         sent = sent + (NEW.state = 2 AND OLD.state != 2),
-        recovered = recovered + (NEW.state = 2 AND OLD.state != 2 AND OLD.attempts > 0),
-        lost = lost + (NEW.state = 3 AND OLD.state != 3),
+        recovered = recovered
+            + (NEW.state = 2 AND OLD.state != 2 AND (OLD.attempts > 0 OR OLD.last_error_at > 0)),
+        lost = max(0, lost + (NEW.state = 3 AND OLD.state != 3) - (NEW.state != 3 AND OLD.state = 3)),
         last_error = iif(NEW.last_error_at != OLD.last_error_at OR NEW.last_error != OLD.last_error,
                          NEW.last_error, last_error),
         last_error_at = iif(NEW.last_error_at != OLD.last_error_at OR NEW.last_error != OLD.last_error,
@@ -157,6 +161,15 @@ std::uint32_t MessageStatistics::messages() const {
 std::uint32_t MessageStatistics::deliveries(DeliveryState state) const {
     SQLite::Statement row(connection_, "SELECT count(*) FROM deliveries WHERE state = ?");
     row.bind(1, static_cast<int>(state));
+    row.executeStep();
+    return row.getColumn(0).getUInt();
+}
+
+std::uint32_t MessageStatistics::waiting_of(const std::string& profile) const {
+    SQLite::Statement row(connection_,
+                          "SELECT count(*) FROM deliveries JOIN messages ON messages.id = message_id"
+                          " WHERE state = ? AND profile = ?");
+    SQLite::bind(row, static_cast<int>(DeliveryState::waiting), profile);
     row.executeStep();
     return row.getColumn(0).getUInt();
 }

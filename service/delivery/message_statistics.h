@@ -36,7 +36,7 @@ class MessageStatistics {
         std::string profile;
         std::uint32_t sent = 0;       // delivered in all
         std::uint32_t recovered = 0;  // of these, not with the first try
-        std::uint32_t lost = 0;       // refused, given up or dropped
+        std::uint32_t lost = 0;       // refused, given up or dropped, and not sent again since
         std::string last_error{};     // of a try, or of a mail server that another one stood in for
         std::int64_t last_error_at = 0;
         std::int64_t last_success_at = 0;
@@ -65,6 +65,7 @@ class MessageStatistics {
     // Of what is in the queue now.
     std::uint32_t messages() const;
     std::uint32_t deliveries(protocol::DeliveryState state) const;
+    std::uint32_t waiting_of(const std::string& profile) const;  // deliveries
     std::int64_t next_attempt_at() const;  // of the waiting ones; 0 for none
 
  private:

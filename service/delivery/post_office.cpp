@@ -106,6 +106,23 @@ void PostOffice::take_room(const RecordedMessages& recorded) {
     }
 }
 
+PostOffice::Cleared PostOffice::give_up_all(const std::string& why) {
+    const std::vector<std::int64_t> given_up = queue_.give_up_all(under_way_ids(), settings_.now(), why);
+    for (const std::int64_t id : given_up) {
+        observer_({id, {Verdict::refused, "", why}, protocol::DeliveryState::failed, {}});
+    }
+    look_soon();
+    return {given_up.size(), under_way_.size()};
+}
+
+PostOffice::Due PostOffice::make_due(std::int64_t message_id) {
+    const auto tried_now = std::ranges::count_if(
+        under_way_, [&](const auto& entry) { return entry.second.message_id == message_id; });
+    const std::size_t receivers = queue_.make_due(message_id, under_way_ids(), settings_.now());
+    look_soon();
+    return {receivers, static_cast<std::size_t>(tried_now)};
+}
+
 bool PostOffice::busy_soon() const {
     const auto next = queue_.earliest();
     return !under_way_.empty() || (next && *next <= settings_.now() + soon);

@@ -48,6 +48,21 @@ class PostOffice {
     RecordedMessages accept(std::span<const NewMessage> messages);
 
     const Queue& queue() const { return queue_; }
+    const QueueLimits& limits() const { return settings_.queue; }
+
+    // What an operator asks for. Both throw SQLite::Exception when it cannot be recorded.
+    struct Cleared {
+        std::size_t given_up = 0;
+        std::size_t under_way = 0;  // is not cut, and stays in the queue where it fails
+    };
+    // `why` becomes the result of what is given up.
+    Cleared give_up_all(const std::string& why);
+    struct Due {
+        std::size_t receivers = 0;
+        std::size_t under_way = 0;
+    };
+    // Tries the receivers of the message who do not have it, those who were given up among them.
+    Due make_due(std::int64_t message_id);
 
     // True while a delivery is under way or due within a minute.
     bool busy_soon() const;

@@ -79,6 +79,21 @@ struct MessageToSend {
     std::string profile;
 };
 
+// A message as it was recorded; its receivers are those who have it.
+struct RecordedMessage {
+    NewMessage message;
+    std::size_t failed = 0;   // receivers that were given up
+    std::size_t waiting = 0;  // receivers that are still to be tried
+};
+
+// Of what waits.
+struct QueueTotals {
+    std::uint64_t messages = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t dropped = 0;  // deliveries that had to make room, ever
+    std::uint64_t deliveries = 0;
+};
+
 class Queue {
  public:
     // Creates the tables where they are missing.
@@ -116,6 +131,21 @@ class Queue {
 
     // All of them or, when it throws, none.
     void update(std::span<const DeliveryUpdate> updates);
+
+    // What an operator does to the queue. What is in `under_way` is left alone.
+    // All that waits becomes failed, with `why` as its result. Gives the ids.
+    std::vector<std::int64_t> give_up_all(const std::set<std::int64_t>& under_way, std::int64_t now,
+                                          const std::string& why);
+    std::optional<RecordedMessage> recorded_message(std::int64_t id) const;
+    // Empty where the message may wait (again) without another one having to go.
+    std::string why_no_room_for(const NewMessage& message, const QueueLimits& limits) const;
+    // The receivers of the message who do not have it are due now; gives how many these are.
+    std::size_t make_due(std::int64_t message_id, const std::set<std::int64_t>& under_way,
+                         std::int64_t now);
+
+    QueueTotals totals() const;
+    // A walk from here meets the `count` newest messages.
+    std::uint32_t id_before_last(std::uint32_t count) const;
 
     // Mail servers that have taken mail encrypted, as Outcome::through names them.
     std::set<std::string> encrypting_servers() const;

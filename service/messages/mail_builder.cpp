@@ -1,5 +1,6 @@
 #include "messages/mail_builder.h"
 
+#include <fmt/format.h>
 #include <gmime/gmime.h>
 
 #include <algorithm>
@@ -49,15 +50,19 @@ GMimeContentEncoding encoding_of(std::string_view text) {
     return GMIME_CONTENT_ENCODING_7BIT;
 }
 
-// The text goes in as it is, in UTF-8: GMime's own text parts choose another charset where one would do.
-Reference<GMimePart> part_of(const char* type, const char* subtype, const std::string& text) {
-    auto part = own(g_mime_part_new_with_type(type, subtype));
+void set_text(GMimePart* part, const std::string& text) {
     const auto stream = own(g_mime_stream_mem_new_with_buffer(text.data(), text.size()));
     const auto content =
         own(g_mime_data_wrapper_new_with_stream(stream.get(), GMIME_CONTENT_ENCODING_DEFAULT));
-    g_mime_part_set_content(part.get(), content.get());
+    g_mime_part_set_content(part, content.get());
+    g_mime_part_set_content_encoding(part, encoding_of(text));
+}
+
+// The text goes in as it is, in UTF-8: GMime's own text parts choose another charset where one would do.
+Reference<GMimePart> part_of(const char* type, const char* subtype, const std::string& text) {
+    auto part = own(g_mime_part_new_with_type(type, subtype));
+    set_text(part.get(), text);
     g_mime_object_set_content_type_parameter(GMIME_OBJECT(part.get()), "charset", charset);
-    g_mime_part_set_content_encoding(part.get(), encoding_of(text));
     return part;
 }
 
@@ -88,6 +93,17 @@ void add_address(GMimeMessage* message, GMimeAddressType kind, const std::string
     }
 }
 
+void set_subject(GMimeMessage* message, const std::string& subject) {
+    const std::string line(cut_to(clean_line(subject), longest_subject));
+    g_mime_message_set_subject(message, line.c_str(), charset);
+}
+
+void set_date(GMimeMessage* message, long long time) {
+    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> date(
+        g_date_time_new_from_unix_local(time), &g_date_time_unref);
+    g_mime_message_set_date(message, date.get());
+}
+
 void add_headers(GMimeMessage* message, const Mail& mail) {
     add_address(message, GMIME_ADDRESS_TYPE_FROM, mail.from);
     add_address(message, GMIME_ADDRESS_TYPE_REPLY_TO, mail.reply_to);
@@ -98,12 +114,9 @@ void add_headers(GMimeMessage* message, const Mail& mail) {
     if (std::none_of(mail.to.begin(), mail.to.end(), is_plain_address)) {
         g_mime_object_set_header(headers, "To", nobody_named, nullptr);
     }
-    const std::string subject(cut_to(clean_line(mail.subject), longest_subject));
-    g_mime_message_set_subject(message, subject.c_str(), charset);
+    set_subject(message, mail.subject);
     g_mime_message_set_message_id(message, mail.message_id.c_str());
-    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> date(
-        g_date_time_new_from_unix_local(mail.time), &g_date_time_unref);
-    g_mime_message_set_date(message, date.get());
+    set_date(message, mail.time);
     // Keeps vacation responders and the like from answering a switch (RFC 3834).
     g_mime_object_set_header(headers, "Auto-Submitted", "auto-generated", nullptr);
     if (is_plain_address(mail.return_receipt)) {
@@ -112,17 +125,76 @@ void add_headers(GMimeMessage* message, const Mail& mail) {
     }
 }
 
+std::string bytes_of(GMimeStream* stream) {
+    const GByteArray* bytes = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream));
+    return {reinterpret_cast<const char*>(bytes->data), bytes->len};
+}
+
 std::string written(GMimeMessage* message) {
     const std::unique_ptr<GMimeFormatOptions, decltype(&g_mime_format_options_free)> options(
         g_mime_format_options_new(), &g_mime_format_options_free);
     g_mime_format_options_set_newline_format(options.get(), GMIME_NEWLINE_FORMAT_DOS);
     const auto stream = own(g_mime_stream_mem_new());
     g_mime_object_write_to_stream(GMIME_OBJECT(message), options.get(), stream.get());
-    const GByteArray* bytes = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream.get()));
-    return {reinterpret_cast<const char*>(bytes->data), bytes->len};
+    return bytes_of(stream.get());
+}
+
+Reference<GMimeMessage> parsed(const std::string& mail) {
+    const auto stream = own(g_mime_stream_mem_new_with_buffer(mail.data(), mail.size()));
+    const auto parser = own(g_mime_parser_new_with_stream(stream.get()));
+    return Reference<GMimeMessage>(g_mime_parser_construct_message(parser.get(), nullptr));
+}
+
+// Where body_of() has put the text; null where there is nothing like that.
+GMimePart* text_of(GMimeMessage* message) {
+    constexpr int attachment = 1;
+    GMimeObject* part = g_mime_message_get_mime_part(message);
+    if (GMIME_IS_MULTIPART(part)) {
+        auto* parts = GMIME_MULTIPART(part);
+        part = g_mime_multipart_get_count(parts) > attachment ? g_mime_multipart_get_part(parts, attachment)
+                                                              : nullptr;
+    }
+    return GMIME_IS_PART(part) ? GMIME_PART(part) : nullptr;
+}
+
+std::string decoded(GMimePart* part) {
+    const auto stream = own(g_mime_stream_mem_new());
+    g_mime_data_wrapper_write_to_stream(g_mime_part_get_content(part), stream.get());
+    std::string text = bytes_of(stream.get());
+    std::erase(text, '\r');
+    return text;
 }
 
 }  // namespace
+
+std::string with_replaced(std::string text, std::string_view old, std::string_view replacement) {
+    if (old.empty()) {
+        return text;
+    }
+    for (std::size_t at = text.find(old); at != std::string::npos;
+         at = text.find(old, at + replacement.size())) {
+        text.replace(at, old.size(), replacement);
+    }
+    return text;
+}
+
+std::optional<std::string> renew_mail(const std::string& mail, const Renewal& renewal) {
+    initialize_once();
+    const auto message = parsed(mail);
+    GMimePart* part = message == nullptr ? nullptr : text_of(message.get());
+    if (part == nullptr || g_mime_part_get_content(part) == nullptr) {
+        return std::nullopt;
+    }
+    set_text(part, with_replaced(decoded(part), renewal.old_identity, renewal.new_identity));
+    if (const char* earlier = g_mime_message_get_message_id(message.get())) {
+        const std::string reference = fmt::format("<{}>", earlier);
+        g_mime_object_set_header(GMIME_OBJECT(message.get()), "References", reference.c_str(), nullptr);
+    }
+    set_subject(message.get(), renewal.subject);
+    g_mime_message_set_message_id(message.get(), renewal.message_id.c_str());
+    set_date(message.get(), renewal.time);
+    return written(message.get());
+}
 
 std::string build_mail(const Mail& mail) {
     initialize_once();

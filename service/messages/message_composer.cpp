@@ -110,11 +110,13 @@ std::string mail_around(const NewMessage& message, std::size_t number, const Mes
 
 }  // namespace
 
-MessageStamp make_stamp(long long time, const SystemInventory& inventory) {
+std::string unique_id(std::string_view time, std::string_view host) {
     std::random_device random;
-    return {
-        fmt::format("{}.{:08x}{:08x}@{}", time, random(), random(), mail_host_name(inventory.host_name)),
-        time};
+    return fmt::format("{}.{:08x}{:08x}@{}", time, random(), random(), host);
+}
+
+MessageStamp make_stamp(long long time, const SystemInventory& inventory) {
+    return {unique_id(fmt::to_string(time), mail_host_name(inventory.host_name)), time};
 }
 
 std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& given,

@@ -1,6 +1,8 @@
 // From a request to the messages that go into the queue.
 #pragma once
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "delivery/queue.h"
@@ -8,6 +10,9 @@
 #include "messages/profile_selection.h"
 
 namespace callhome::service {
+
+// "TIME.RANDOM@HOST", which nobody else makes.
+std::string unique_id(std::string_view time, std::string_view host);
 
 // A stamp that no other message has, at the given time.
 MessageStamp make_stamp(long long time, const SystemInventory& inventory);

@@ -13,6 +13,7 @@
 #include "delivery/post_office.h"
 #include "messages/message_composer.h"
 #include "messages/processing_marker.h"
+#include "messages/queue_actions.h"
 #include "messages/reply_text.h"
 #include "messages/text.h"
 #include "messages/user_commands.h"
@@ -51,14 +52,6 @@ std::vector<Taker> takers_of(const Configuration& configuration, const MessageOr
     return select_takers(configuration, order.type, order.report ? order.report->profile : "");
 }
 
-std::vector<std::string> commands_for(const Configuration& configuration, const MessageOrder& order,
-                                      const std::vector<Taker>& takers) {
-    const bool has_readers =
-        std::ranges::any_of(takers, [](const Taker& taker) { return takes_user_commands(*taker.profile); });
-    return has_readers ? user_commands_of(configuration, order.type.alert_group)
-                       : std::vector<std::string>{};
-}
-
 MessageSubject subject_of(const MessageOrder& order, const std::vector<CommandOutput>& outputs,
                           std::int64_t now) {
     return {.type = &order.type,
@@ -91,12 +84,17 @@ class MessageService::Implementation {
           throttle_(std::move(events.throttle)),
           commands_(io, std::move(events.commands), events.commands_at_once),
           post_office_(io, database, configuration, settings,
-                       [this](const AttemptReport& report) { take_report(report); }) {}
+                       [this](const AttemptReport& report) { take_report(report); }),
+          previewer_(io, configuration, commands_, command_limits_, most_open_, settings_.now) {}
 
     void send(const MessageRequest& request, Done done);
     void alert(const AlertRequest& request, Done done);
     void report(const SignatureReport& report, Done done);
-    const PostOffice& post_office() const { return post_office_; }
+    void preview(const PreviewRequest& request, PreviewDone done) {
+        previewer_.preview(request, std::move(done));
+    }
+    PostOffice& post_office() { return post_office_; }
+    std::int64_t now() const { return settings_.now(); }
     std::size_t duplicates() const { return throttle_.counted(); }
     bool busy_soon() const { return !open_.empty() || post_office_.busy_soon(); }
     void look_again() { post_office_.look_again(); }
@@ -129,6 +127,7 @@ class MessageService::Implementation {
     std::shared_ptr<Implementation*> self_ = std::make_shared<Implementation*>(this);
     CommandSeries commands_;  // these report to what stands above
     PostOffice post_office_;
+    Previewer previewer_;
 };
 
 // Never from within the caller: it may hold things that the answer changes.
@@ -235,7 +234,7 @@ std::uint64_t MessageService::Implementation::open(MessageOrder order, Done done
 // configuration.
 void MessageService::Implementation::run_commands(std::uint64_t number, const std::vector<Taker>& takers) {
     commands_.run(
-        commands_for(configuration_, open_.at(number).order, takers), command_limits_,
+        user_commands_for(configuration_, open_.at(number).order.type.alert_group, takers), command_limits_,
         [this, number](const std::vector<CommandOutput>& outputs) { compose_and_offer(number, outputs); });
 }
 
@@ -384,6 +383,26 @@ void MessageService::alert(const AlertRequest& request, Done done) {
 
 void MessageService::report(const SignatureReport& report, Done done) {
     implementation_->report(report, std::move(done));
+}
+
+void MessageService::preview(const PreviewRequest& request, PreviewDone done) {
+    implementation_->preview(request, std::move(done));
+}
+
+protocol::ClearQueueRecord MessageService::clear_queue(const std::string& requested_by) {
+    return clear_queue_of(implementation_->post_office(), requested_by);
+}
+
+std::pair<protocol::Status, protocol::ResendRecord> MessageService::resend(std::uint32_t id) {
+    return resend_from(implementation_->post_office(), id, implementation_->now());
+}
+
+protocol::QueueStateRecord MessageService::queue_state() const {
+    return state_of(implementation_->post_office());
+}
+
+std::uint32_t MessageService::id_before_last(std::uint32_t count) const {
+    return implementation_->post_office().queue().id_before_last(count);
 }
 
 std::optional<protocol::MessageLogRecord> MessageService::message_after(std::uint32_t id) const {

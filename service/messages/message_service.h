@@ -7,12 +7,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <asio/io_context.hpp>
 
 #include "delivery/settings.h"
 #include "events/event_settings.h"
+#include "messages/preview.h"
 #include "messages/signature_report.h"
+#include "protocol/records/delivery.h"
 #include "protocol/records/message.h"
 #include "protocol/status.h"
 #include "store/configuration.h"
@@ -66,6 +69,22 @@ class MessageService {
     // last hours is counted: not_sent, and how often it came; the next message about it tells that.
     void alert(const AlertRequest& request, Done done);
     void report(const SignatureReport& report, Done done);
+
+    // As Previewer does.
+    void preview(const PreviewRequest& request, PreviewDone done);
+
+    // Gives up all that waits, in the name of that operator; what is under way is not cut. Throws
+    // SQLite::Exception when that cannot be recorded, as does resend().
+    protocol::ClearQueueRecord clear_queue(const std::string& requested_by);
+
+    // Receivers who do not have the message are due now; for those who have it there is a new message with
+    // an identity of its own. Not ok where neither could be done; the record then says why.
+    std::pair<protocol::Status, protocol::ResendRecord> resend(std::uint32_t id);
+
+    // All but what the database's health tells.
+    protocol::QueueStateRecord queue_state() const;
+    // A walk of message_after() from here meets the `count` newest messages.
+    std::uint32_t id_before_last(std::uint32_t count) const;
 
     // Walks by id, from the entry after `id`; nothing when there is none.
     std::optional<protocol::MessageLogRecord> message_after(std::uint32_t id) const;

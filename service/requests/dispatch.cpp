@@ -165,6 +165,14 @@ constexpr std::array rows{
 
     reads<get_trace_buffer>(Opcode::trace_buffer, Operation::get),
     reads<get_memory_statistics>(Opcode::memory_statistics, Operation::get),
+
+    reads<get_queue_state>(Opcode::queue_state, Operation::get),
+    reads<get_profile_statistics>(Opcode::profile_statistics, Operation::get),
+    changes<clear_queue>(Opcode::clear_queue, Operation::set),
+    changes<resend_message>(Opcode::resend_message, Operation::set),
+    reads<get_message_tail>(Opcode::message_tail, Operation::get),
+    // Changes nothing, but has the operator's commands run.
+    changes<preview_message>(Opcode::message_preview, Operation::get),
 };
 
 // The receive buffer of a connection is made for this length.

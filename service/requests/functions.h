@@ -5,6 +5,7 @@
 
 #include "protocol/records/alert_group.h"
 #include "protocol/records/contact.h"
+#include "protocol/records/delivery.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
@@ -18,6 +19,10 @@
 #include "requests/call.h"
 
 namespace callhome::service {
+
+// Why nothing is sent while the feature is off.
+inline constexpr std::string_view disabled_text =
+    "call home is disabled; enter 'enable' in the call-home mode first";
 
 // feature.cpp
 Outcome get_feature(Call& call, const protocol::SwitchRecord& record);
@@ -108,6 +113,14 @@ Outcome post_alert(Call& call, const protocol::AlertRecord& record);
 Outcome get_next_message(Call& call, const protocol::MessageLogRecord& record);
 Outcome get_next_delivery(Call& call, const protocol::DeliveryLogRecord& record);
 Outcome get_message_text(Call& call, const protocol::MessageKeyRecord& record);
+
+// queue.cpp
+Outcome get_queue_state(Call& call, const protocol::QueueStateRecord& record);
+Outcome get_profile_statistics(Call& call, const protocol::ProfileStatisticsRecord& record);
+Outcome clear_queue(Call& call, const protocol::ClearQueueRecord& record);
+Outcome resend_message(Call& call, const protocol::ResendRecord& record);
+Outcome get_message_tail(Call& call, const protocol::MessageTailRecord& record);
+Outcome preview_message(Call& call, const protocol::PreviewRequestRecord& record);
 
 // support.cpp
 Outcome get_trace_buffer(Call& call, const protocol::TraceKeyRecord& record);

@@ -7,9 +7,6 @@ namespace {
 
 using protocol::Status;
 
-constexpr std::string_view disabled_text =
-    "call home is disabled; enter 'enable' in the call-home mode first";
-
 protocol::SendMessageRecord answer_record(const std::string& type, std::string_view text) {
     protocol::SendMessageRecord answer{};
     write_text(answer.type, type);

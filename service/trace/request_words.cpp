@@ -64,6 +64,12 @@ constexpr std::array opcode_words{
     Word<Opcode>{Opcode::session_state, "session_state"},
     Word<Opcode>{Opcode::trace_buffer, "trace_buffer"},
     Word<Opcode>{Opcode::memory_statistics, "memory_statistics"},
+    Word<Opcode>{Opcode::queue_state, "queue_state"},
+    Word<Opcode>{Opcode::profile_statistics, "profile_statistics"},
+    Word<Opcode>{Opcode::clear_queue, "clear_queue"},
+    Word<Opcode>{Opcode::resend_message, "resend_message"},
+    Word<Opcode>{Opcode::message_tail, "message_tail"},
+    Word<Opcode>{Opcode::message_preview, "message_preview"},
 };
 
 template <typename Words>

@@ -16,15 +16,23 @@ ARGUMENTS = {
     "show callhome message": [" 1"],
     "show diagnostic-signature callhome description": [" 1"],
     "show diagnostic-signature callhome statistics": ["", " run-time"],
+    "show callhome messages": ["", " last 1"],
+    "callhome preview": [" test", " inventory profile ops", " test profile nobody"],
+}
+# Where something is asked for between the words.
+COMMANDS = {
+    "show callhome destination-profile statistics": [
+        f"show callhome destination-profile {name} statistics" for name in ("full_txt", "ops", "nobody")],
 }
 
 
 def displays():
     """The words of each display with its schemas, JSON and XML."""
-    for path in sorted(SCHEMAS.glob("show-*.json")):
+    for path in sorted((*SCHEMAS.glob("show-*.json"), *SCHEMAS.glob("callhome-*.json"))):
         schema = json.loads(path.read_text())
-        for arguments in ARGUMENTS.get(schema["title"], [""]):
-            yield schema["title"] + arguments, schema, path.with_suffix(".xsd")
+        whole = [schema["title"] + arguments for arguments in ARGUMENTS.get(schema["title"], [""])]
+        for command in COMMANDS.get(schema["title"], whole):
+            yield command, schema, path.with_suffix(".xsd")
 
 
 class StructuredOutput(harness.EndToEnd):

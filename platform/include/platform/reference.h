@@ -113,8 +113,9 @@ struct DeliveryRow {
     std::string state, receiver, last_result;
 };
 
-// What the service has recorded, oldest first. The status is 0 when the list is complete.
-ServiceStatus read_messages(std::vector<MessageRow>& rows);
+// What the service has recorded, or the newest of it, oldest first. The status is 0 when the list is
+// complete.
+ServiceStatus read_messages(std::vector<MessageRow>& rows, std::optional<std::uint32_t> last = {});
 // The receivers of one message.
 ServiceStatus read_deliveries(std::uint32_t message_id, std::vector<DeliveryRow>& rows);
 // The receivers that some message still waits for.

@@ -47,6 +47,14 @@ enum class Opcode : std::uint32_t {
     // What support asks the service for; likewise.
     trace_buffer = 0x4C485,       // get: the lines of a trace buffer, as text
     memory_statistics = 0x4C486,  // get: what the service's memory and store hold, as text
+
+    // How deliveries have fared, and what is done about them; likewise.
+    queue_state = 0x4C487,         // get: what waits, as a whole
+    profile_statistics = 0x4C488,  // get: how the deliveries of a destination profile have fared
+    clear_queue = 0x4C489,         // set: gives up all that waits
+    resend_message = 0x4C48A,      // set: sends a recorded message again
+    message_tail = 0x4C48B,        // get: where a walk over the newest messages begins
+    message_preview = 0x4C48C,     // get: what a message would be, without sending it
 };
 
 enum class Operation : std::uint32_t {

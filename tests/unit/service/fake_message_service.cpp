@@ -78,6 +78,33 @@ std::optional<std::string> MessageService::message_text(std::uint32_t /*id*/) co
     return implementation_->fake.text;
 }
 
+void MessageService::preview(const PreviewRequest& request, PreviewDone done) {
+    implementation_->fake.previews.push_back(request);
+    implementation_->fake.unanswered_previews.push_back(std::move(done));
+}
+
+protocol::ClearQueueRecord MessageService::clear_queue(const std::string& requested_by) {
+    if (implementation_->fake.storage_error) {
+        throw SQLite::Exception(*implementation_->fake.storage_error);
+    }
+    implementation_->fake.cleared_by.push_back(requested_by);
+    return implementation_->fake.cleared;
+}
+
+std::pair<protocol::Status, protocol::ResendRecord> MessageService::resend(std::uint32_t id) {
+    implementation_->fake.resent.push_back(id);
+    return implementation_->fake.resend_answer;
+}
+
+protocol::QueueStateRecord MessageService::queue_state() const {
+    return implementation_->fake.queue_state;
+}
+
+std::uint32_t MessageService::id_before_last(std::uint32_t count) const {
+    const auto& all = implementation_->fake.messages;
+    return count < all.size() ? +all[all.size() - count - 1].id : 0;
+}
+
 std::size_t MessageService::duplicates() const {
     return implementation_->fake.duplicates;
 }

@@ -16,6 +16,10 @@ struct FakeMessages {
     std::vector<AlertRequest> alerts;
     std::vector<SignatureReport> reports;
     std::vector<MessageService::Done> unanswered;
+    std::vector<PreviewRequest> previews;
+    std::vector<PreviewDone> unanswered_previews;
+    std::vector<std::string> cleared_by;
+    std::vector<std::uint32_t> resent;
 
     // What is answered. Without an answer the request stays in `unanswered`.
     std::optional<std::pair<protocol::Status, std::string>> answer;
@@ -23,6 +27,9 @@ struct FakeMessages {
     std::vector<protocol::DeliveryLogRecord> deliveries;
     std::optional<std::string> text;
     std::size_t duplicates = 0;
+    protocol::QueueStateRecord queue_state{};
+    protocol::ClearQueueRecord cleared{};
+    std::pair<protocol::Status, protocol::ResendRecord> resend_answer{};
     bool busy = false;
     std::optional<std::string> storage_error;  // thrown by send
 };

@@ -190,7 +190,8 @@ TEST(Schemas, AreThoseOfTheDisplaysThatTheGrammarHas) {
     const std::filesystem::path folder(SCHEMA_FOLDER);
     std::map<std::string, std::string> written;
     for (const auto& file : std::filesystem::directory_iterator(folder)) {
-        if (const std::string name = file.path().filename(); name.starts_with("show-")) {
+        const std::string name = file.path().filename();
+        if (name.starts_with("show-") || name.starts_with("callhome-")) {
             written[name] = content_of(file.path());
         }
     }
@@ -225,6 +226,22 @@ TEST(Schemas, DisplaysOfOneNameShareTheirDocument) {
     EXPECT_EQ(names,
               (std::vector<std::string>{"show-a-b.json", "show-a-b.xsd", "show-a.json", "show-a.xsd"}));
     EXPECT_THROW(all_schemas(read_grammar(text + "version : Three\n", "g")), std::runtime_error);
+}
+
+TEST(Schemas, AreNamedAfterTheKeywordsThatStandByThemselves) {
+    const auto schemas = all_schemas(
+        read_grammar("mode exec\nword show : S\nword a : A\nword b : B\nword c : C\nvalue N u32 1-5 : N\n"
+                     "exec show a <N>#1 = h document text : One\n"
+                     "exec show a (<N>#1 | b#2) c [(b#3 | a#4)] = h document version : Two\n"
+                     "exec a b [c <N>#1] = h document version : Three\n",
+                     "g"));
+    std::vector<std::string> names;
+    for (const auto& [name, schema] : schemas) {
+        names.push_back(name);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"a-b.json", "a-b.xsd", "show-a-c.json", "show-a-c.xsd",
+                                               "show-a.json", "show-a.xsd"}))
+        << "also what is no show command, but has a document";
 }
 
 TEST(CommandReference, IsWhatTheGrammarSays) {

@@ -41,7 +41,7 @@ TEST_P(HelpAt, ListsWhatMayStandThere) {
 constexpr Place places[] = {
     {"exec", "", "configure|callhome|show|clear|exit|quit|end|help"},
     {"exec", "c", "configure|callhome|clear"},
-    {"exec", "callhome ", "test|send|event|diagnostic-signature"},
+    {"exec", "callhome ", "test|send|event|diagnostic-signature|resend|preview"},
     {"exec", "callhome test ", "inventory|sup-failure <cr>"},
     {"exec", "callhome test i", "inventory"},
     {"exec", "ca te ", "inventory|sup-failure <cr>"},
@@ -50,7 +50,7 @@ constexpr Place places[] = {
     {"exec", "callhome send sw-crash process p ", "reason <cr>"},
     {"exec", "callhome send sw-crash process p reason why not", "REASON <cr>"},
     {"configuration", "", "no|do|callhome|snmp-server|exit|quit|end|help"},
-    {"configuration", "callhome ", "test|send|event|diagnostic-signature <cr>"},
+    {"configuration", "callhome ", "test|send|event|diagnostic-signature|resend|preview <cr>"},
     {"configuration", "no ", "callhome|snmp-server"},
     {"configuration", "do show ",
      "callhome|diagnostic-signature|running-config|history|version|tech-support|trace|system|hostname|"

@@ -42,11 +42,18 @@ const std::map<Opcode, std::set<int>> answered{
     {Opcode::post_alert, {3}},
     {Opcode::trace_buffer, {1}},
     {Opcode::memory_statistics, {1}},
+    {Opcode::queue_state, {1}},
+    {Opcode::profile_statistics, {1}},
+    {Opcode::clear_queue, {3}},
+    {Opcode::resend_message, {3}},
+    {Opcode::message_tail, {1}},
+    {Opcode::message_preview, {1}},
 };
 
-// Message statistics are cleared by asking for them.
+// Message statistics are cleared by asking for them, and a preview has commands run.
 bool changes_something(Opcode opcode, int operation) {
-    return opcode == Opcode::message_statistics || operation == static_cast<int>(Operation::set) ||
+    return opcode == Opcode::message_statistics || opcode == Opcode::message_preview ||
+           operation == static_cast<int>(Operation::set) ||
            operation == static_cast<int>(Operation::remove);
 }
 
