@@ -12,7 +12,7 @@ from scripted import CLOSE, ENDLESS, GARBAGE, HANG, LOST, RESET
 
 TIMED_OUT = r"Operation timed out after|server response timeout"
 BROKEN = r"Connection reset by peer"
-CLOSED = r"response reading failed"
+CLOSED = r"it closed the connection"
 ENCRYPTED = "encryption required"
 LOGIN = ("user switch17", "secret correct horse")
 
@@ -38,21 +38,29 @@ class Case:
         return self.demands_encryption or self.step in ("STARTTLS", "handshake")
 
 
-# For each step at which a server can hang or break off: what has to come before.
-STEPS = {"greeting": (), "EHLO": (), "STARTTLS": (), "handshake": (), "AUTH": LOGIN, "login": LOGIN, "MAIL": (),
-         "RCPT": (), "DATA": (), "content": (), "end": ()}
+# The steps at which a server can hang or break off, and what the operator reads that it did not come to.
+STEPS = {step: f"it was to answer {step}" for step in ("EHLO", "STARTTLS", "AUTH", "MAIL", "RCPT", "DATA")} | {
+    "greeting": "it was to greet", "handshake": "encryption was to begin", "login": "it was to answer AUTH",
+    "content": "it was to take the mail", "end": "it was to take the mail"}
 
-HANGING = {f"hangs at {step}": Case(step, HANG, TIMED_OUT, settings) for step, settings in STEPS.items()}
-BREAKING = {f"breaks off at {step}": Case(step, RESET, BROKEN, settings)
-            for step, settings in STEPS.items()}
+
+def at_each_step(verb, fault, words):
+    return {f"{verb} at {step}": Case(step, fault, f"({words}).* while {missed}",
+                                      LOGIN if step in ("AUTH", "login") else ())
+            for step, missed in STEPS.items()}
+
+
+HANGING = at_each_step("hangs", HANG, TIMED_OUT)
+BREAKING = at_each_step("breaks off", RESET, BROKEN) | {
+    "breaks off at handshake": Case("handshake", RESET, f"the connection cannot be encrypted: .*{BROKEN}")}
 
 TEMPORARY = {
     "is too busy to greet": Case("greeting", "421 4.3.2 come back later", "421 4.3.2 come back later"),
     "will not greet": Case("greeting", "554 5.7.1 not you", "554 5.7.1 not you"),
     "greets as another kind of server": Case("greeting", "HTTP/1.1 400 Bad Request", TIMED_OUT),
     "never ends its greeting": Case("greeting", ENDLESS, f"Too large response headers|{TIMED_OUT}"),
-    "closes before it greets": Case("greeting", CLOSE, CLOSED),
-    "leaves at EHLO": Case("EHLO", "421 4.3.2 shutting down", f"421 4.3.2 shutting down|{CLOSED}"),
+    "closes before it greets": Case("greeting", CLOSE, f"{CLOSED} while it was to greet"),
+    "leaves at EHLO": Case("EHLO", "421 4.3.2 shutting down", "421 4.3.2 shutting down"),
     "cannot encrypt for now": Case("STARTTLS", "454 4.7.0 no entropy",
                                    "it offers encryption and then refuses it: 454 4.7.0 no entropy"),
     "will not encrypt": Case("STARTTLS", "502 5.5.1 no",
@@ -68,7 +76,7 @@ TEMPORARY = {
     "has no room for the content": Case("DATA", "452 4.3.1 disk full", "452 4.3.1 disk full"),
     "puts off the whole mail": Case("end", "451 4.3.0 the scanner is down", "451 4.3.0 the scanner is down"),
     "is lost after the final dot": Case("end", LOST, BROKEN, kept_as_well=True),
-    "closes after the final dot": Case("end", CLOSE, CLOSED),
+    "closes after the final dot": Case("end", CLOSE, f"{CLOSED} while it was to take the mail"),
 }
 
 STRIPPED = {
