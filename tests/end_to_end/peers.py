@@ -81,10 +81,30 @@ class Peer:
             except subprocess.TimeoutExpired:
                 pass
 
-    def close(self):
+    def certify(self, certificate, key):
+        """From the next start on, this is its certificate."""
+        for source, name in ((certificate, "certificate"), (key, "key")):
+            shutil.copy(source, self.folder / name)
+        hand_over(self.folder)
+
+    def freeze(self):
+        """It is there, and does nothing."""
+        os.killpg(self.process.pid, signal.SIGSTOP)
+
+    def thaw(self):
+        os.killpg(self.process.pid, signal.SIGCONT)
+
+    def restart(self):
+        self.stop()
+        self.run()
+
+    def stop(self):
         if self.process is not None and self.process.poll() is None:
             os.killpg(self.process.pid, signal.SIGKILL)
             self.process.wait(harness.LIMIT)
+
+    def close(self):
+        self.stop()
 
 
 class Postfix(Peer):
@@ -122,23 +142,25 @@ postlog unix-dgram n - n - 1 postlogd
                    "myhostname = postfix.example", "mydestination =", "inet_interfaces = 127.0.0.1",
                    "inet_protocols = ipv4", f"relayhost = [127.0.0.1]:{onward}", "mynetworks = 127.0.0.0/8",
                    "smtpd_relay_restrictions = permit_mynetworks, reject", "disable_dns_lookups = yes",
-                   f"smtpd_tls_cert_file = {certificate}", f"smtpd_tls_key_file = {key}",
+                   f"smtpd_tls_cert_file = {self.folder}/certificate", f"smtpd_tls_key_file = {self.folder}/key",
                    "smtpd_tls_received_header = yes", f"maillog_file = {self.folder}/mail.log",
                    f"maillog_file_prefixes = {folder}", "smtp_tls_security_level = none", "alias_maps =",
                    "local_recipient_maps =", "smtputf8_enable = no", *settings)
+        self.certify(certificate, key)
         self.write("master.cf", *self.SERVICES.format(port=self.port).strip().splitlines())
         self.run()
 
     def run(self):
         self.start(POSTFIX, "-c", self.folder, "-d", environment={"MAIL_CONFIG": str(self.folder)})
 
-    def restart(self):
-        self.close()
-        self.run()
+    def certify(self, certificate, key):
+        """What root has, its parts that are not root do not get; they read it before they drop what they are."""
+        for source, name in ((certificate, "certificate"), (key, "key")):
+            shutil.copy(source, self.folder / name)
 
-    def close(self):
-        if self.process is not None:
-            self.process.send_signal(signal.SIGTERM)  # its parts lead sessions of their own, and end with it
+    def stop(self):
+        if self.process is not None and self.process.poll() is None:
+            self.process.terminate()  # it ends its parts, and they what they have begun
             self.process.wait(harness.LIMIT)
 
 
@@ -206,20 +228,21 @@ begin authenticators
         self.tls_port = harness.free_port()
         (self.folder / "spool").mkdir()
         (self.folder / "secret").write_text(secret)
-        shutil.copy(certificate, self.folder / "certificate")
-        shutil.copy(key, self.folder / "key")
         self.write("exim.conf", self.CONFIGURATION.format(
             folder=self.folder, port=self.port, tls_port=self.tls_port, onward=onward, mechanism=mechanism,
             content_rule=content_rule.replace("FOLDER", str(self.folder)), **self.MECHANISMS[mechanism]))
-        hand_over(self.folder)
+        self.certify(certificate, key)
         who = nobody() or {"user": os.getuid(), "group": os.getgid()}
         # The user whose name is built into the program is the one as whom it runs.
-        users = self.write("users", "root:x:0:0::/:/bin/false",
-                           f"Debian-exim:x:{who['user']}:{who['group']}::/:/bin/false")
-        groups = self.write("groups", "root:x:0:", "mail:x:8:", f"Debian-exim:x:{who['group']}:")
+        self.users = self.write("users", "root:x:0:0::/:/bin/false",
+                                f"Debian-exim:x:{who['user']}:{who['group']}::/:/bin/false")
+        self.groups = self.write("groups", "root:x:0:", "mail:x:8:", f"Debian-exim:x:{who['group']}:")
+        self.run()
+
+    def run(self):
         self.start(self.folder / "exim4", "-C", self.folder / "exim.conf", "-bdf", environment={
             "LD_LIBRARY_PATH": str(self.folder), "LD_PRELOAD": str(self.folder / "libnss_wrapper.so"),
-            "NSS_WRAPPER_PASSWD": str(users), "NSS_WRAPPER_GROUP": str(groups)}, **nobody())
+            "NSS_WRAPPER_PASSWD": str(self.users), "NSS_WRAPPER_GROUP": str(self.groups)}, **nobody())
 
 
 class Nginx(Peer):
@@ -258,11 +281,9 @@ http {{
     def __init__(self, folder, certificate, key, most="8m"):
         super().__init__(folder, "nginx")
         self.plain_port = harness.free_port()
-        shutil.copy(certificate, self.folder / "certificate")
-        shutil.copy(key, self.folder / "key")
         self.write("nginx.conf", self.CONFIGURATION.format(
             folder=self.folder, port=self.port, plain_port=self.plain_port, most=most))
-        hand_over(self.folder)
+        self.certify(certificate, key)
         self.log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self.log.bind(str(self.folder / "log"))
         (self.folder / "log").chmod(0o777)
@@ -280,8 +301,8 @@ http {{
         return pathlib.Path(file).read_bytes() if file else b"", words
 
     def stop(self):
-        super().close()
-        (self.folder / "taken").unlink()
+        super().stop()
+        (self.folder / "taken").unlink(missing_ok=True)
 
     def close(self):
         super().close()

@@ -33,12 +33,12 @@ class HttpPeers(harness.EndToEnd):
     def start_nginx(self, **options):
         return self.start_peer(peers.Nginx, *self.authority.files(), **options)
 
-    def start_switch(self, url, *lines, name="service", format="XML"):
+    def start_switch(self, url, *lines, name="service", options=()):
         service = self.start_service("--authorities", self.authority.certificate, "--server-settings", self.servers,
-                                     "--first-retry", "1", name=name)
+                                     "--first-retry", "1", *options, name=name)
         self.shell(
             service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
-            "email-contact ada@example.net", f"destination-profile ops format {format}",
+            "email-contact ada@example.net", f"destination-profile ops format XML",
             f"destination-profile ops http {url}", "destination-profile ops transport-method http",
             "no destination-profile ops transport-method email", *lines, "enable",
         )
@@ -61,11 +61,11 @@ class HttpPeers(harness.EndToEnd):
         file.write_text("".join(f"{line}\n" for line in lines))
         file.chmod(0o600)
 
-    def through(self, proxy, nginx, name="service", scheme="https"):
+    def through(self, proxy, nginx, name="service", scheme="https", options=()):
         port = nginx.port if scheme == "https" else nginx.plain_port
         return self.start_switch(f"{scheme}://127.0.0.1:{port}/in",
                                  f"transport http proxy server 127.0.0.1 port {proxy.port}",
-                                 "transport http proxy enable", name=name)
+                                 "transport http proxy enable", name=name, options=options)
 
     def test_nginx_has_the_body_whole_and_encrypted_and_each_message_a_key_of_its_own(self):
         nginx = self.start_nginx()
@@ -118,17 +118,54 @@ class HttpPeers(harness.EndToEnd):
         proxy = self.start_peer(kind, "switch17", "horse-1")
         (self.servers / "127.0.0.1.proxy").unlink(missing_ok=True)
         service = self.through(proxy, nginx, name, scheme)
-        answer = f"the proxy 127.0.0.1:{proxy.port}: {{}}; it stays in the queue"
+        answer = f"the proxy 127.0.0.1:{proxy.port}: {{}}"
         done = self.shell(service, "callhome test", check=False)
         self.assertIn(answer.format("HTTP status 407: a login is wanted there"), done.stdout)
         self.settings("user switch17", "secret horse-2")
         done = self.shell(service, "callhome test", check=False)
         self.assertIn(answer.format(refused), done.stdout)
+        self.assertIn("it stays in the queue", done.stdout)
         queue = self.shell(service, "show callhome queue").stdout
         self.assertEqual(queue.count("HTTP status 40"), 2, queue)
         self.settings("user switch17", "secret horse-1")
         bodies = {nginx.post()[0].decode().rstrip() for _ in range(2)}
         self.assertEqual(bodies, {self.sent(service, number) for number in (1, 2)})
+
+    def test_what_hangs_gets_the_message_when_it_goes_on(self):
+        nginx = self.start_nginx()
+        service = self.start_switch(f"https://127.0.0.1:{nginx.port}/in", options=("--transfer-limit", "1"))
+        self.hang_and_go_on(nginx, nginx, service)
+        for name, (kind, _) in PROXIES.items():
+            with self.subTest(name):
+                proxy = self.start_peer(kind, "switch17", SECRET)
+                self.settings("user switch17", f"secret {SECRET}")
+                self.hang_and_go_on(proxy, nginx, self.through(proxy, nginx, f"service-{name}",
+                                                               options=("--transfer-limit", "1")))
+
+    def hang_and_go_on(self, hanging, nginx, service):
+        hanging.freeze()
+        done = self.shell(service, "callhome test", check=False)
+        self.assertRegex(done.stdout, "timed out after .*; it stays in the queue")
+        hanging.thaw()
+        self.assert_posted(service, nginx)
+
+    def test_nginx_whose_certificate_is_not_believed_gets_the_message_when_it_has_a_good_one(self):
+        nginx = self.start_nginx()
+        stranger = certificates.Authority(self.folder, "stranger")
+        for name, files, words in (
+            ("expired", self.authority.files(days=-1), "certificate has expired"),
+            ("wrong", self.authority.files("DNS:other.example.net"), "matches target host name '127.0.0.1'"),
+            ("untrusted", stranger.files(), "unable to get local issuer certificate"),
+        ):
+            with self.subTest(name):
+                nginx.certify(*files)
+                nginx.restart()
+                service = self.start_switch(f"https://127.0.0.1:{nginx.port}/in", name=f"service-{name}")
+                done = self.shell(service, "callhome test", check=False)
+                self.assertRegex(done.stdout, f"its certificate is not accepted: .*{words}.*; it stays in the queue")
+                nginx.certify(*self.authority.files())
+                nginx.restart()
+                self.assert_posted(service, nginx)
 
     def test_behind_a_proxy_a_receiver_that_is_down_is_not_lost(self):
         for name, (kind, _) in PROXIES.items():

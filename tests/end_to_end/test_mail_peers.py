@@ -30,9 +30,9 @@ class MailPeers(harness.EndToEnd):
         file.write_text("".join(f"{line}\n" for line in lines))
         file.chmod(0o600)
 
-    def start_switch(self, port, *lines, name="service"):
+    def start_switch(self, port, *lines, name="service", options=()):
         service = self.start_service("--authorities", self.authority.certificate, "--server-settings", self.servers,
-                                     "--first-retry", "1", name=name)
+                                     "--first-retry", "1", *options, name=name)
         self.configure(service, port, *lines)
         return service
 
@@ -153,6 +153,48 @@ class MailPeers(harness.EndToEnd):
         self.arrived(service)
         self.assertGreater(int(re.search(r"delivered +(\d+) ", self.shell(
             service, "show callhome message 1").stdout)[1]), 1)
+
+    def assert_comes_when_all_is_well(self, peer, service, words, then):
+        """It stays in the queue, with these words, and comes after `then`."""
+        done = self.shell(service, "callhome test", check=False)
+        self.assertRegex(done.stdout, f"127.0.0.1:{peer.port}: .*{words}.*; it stays in the queue")
+        self.assertRegex(self.shell(service, "show callhome queue").stdout, words)
+        self.assertEqual(self.end.mails, [])
+        then()
+        self.arrived(service)
+        self.end.mails.clear()
+
+    def fail_in_the_ways_of_any_server(self, peer):
+        stranger = certificates.Authority(self.folder, "stranger")
+        certified = "its certificate is not accepted: .*"
+        for name, files, words in (
+            ("expired", self.authority.files(days=-1), certified + "certificate has expired"),
+            ("wrong", self.authority.files("DNS:other.example.net"), certified + "target host name '127.0.0.1'"),
+            ("untrusted", stranger.files(), certified + "unable to get local issuer certificate"),
+        ):
+            with self.subTest(name):
+                peer.certify(*files)
+                peer.restart()
+                service = self.start_switch(peer.port, name=f"service-{name}")
+                peer.certify(*self.files)
+                self.assert_comes_when_all_is_well(peer, service, words, peer.restart)
+        with self.subTest("hangs"):
+            service = self.start_switch(peer.port, name="service-hanging", options=("--transfer-limit", "1"))
+            peer.freeze()
+            self.assert_comes_when_all_is_well(peer, service, "timed out after .* while it was to greet", peer.thaw)
+        with self.subTest("is down"):
+            service = self.start_switch(peer.port, name="service-refused")
+            peer.stop()
+            self.assert_comes_when_all_is_well(peer, service, "Couldn't connect to server", peer.run)
+
+    @unittest.skipIf(peers.why_no_postfix(), peers.why_no_postfix())
+    def test_a_mail_that_postfix_fails_to_take_comes_when_all_is_well(self):
+        self.fail_in_the_ways_of_any_server(self.start_peer(peers.Postfix, "smtpd_tls_security_level = encrypt"))
+
+    @unittest.skipIf(peers.why_not_unpacked("exim"), peers.why_not_unpacked("exim"))
+    def test_a_mail_that_exim_fails_to_take_comes_when_all_is_well(self):
+        self.settings("user switch17", f"secret {SECRET}")
+        self.fail_in_the_ways_of_any_server(self.start_peer(peers.Exim, SECRET))
 
 
 if __name__ == "__main__":
