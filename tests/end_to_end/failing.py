@@ -8,8 +8,9 @@ import time
 import harness
 
 SIDE_BY_SIDE = 10
-# Pauses and limits of one second: the shortest that there are.
-IMPATIENT = ("--transfer-limit", "1", "--first-retry", "1")
+RETRY_SOON = ("--first-retry", "1")
+# For those who hang: long enough that what comes before is done in time, also when much goes on.
+GIVE_UP_SOON = ("--transfer-limit", "2")
 
 
 class Cases(harness.EndToEnd):

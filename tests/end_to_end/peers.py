@@ -151,6 +151,8 @@ postlog unix-dgram n - n - 1 postlogd
         self.run()
 
     def run(self):
+        # It waits for a file that has just been changed: somebody might still be at it.
+        os.utime(self.folder / "main.cf", (0, 0))
         self.start(POSTFIX, "-c", self.folder, "-d", environment={"MAIL_CONFIG": str(self.folder)})
 
     def certify(self, certificate, key):

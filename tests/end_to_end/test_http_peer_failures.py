@@ -31,6 +31,10 @@ class Case:
     certificate: dict = None  # how the server's certificate is wrong
     begun: str = ""  # at the step "rest": the answer up to there
 
+    @property
+    def options(self):
+        return failing.GIVE_UP_SOON if self.fault in (HANG, ENDLESS) else ()
+
 
 WAITING = {
     "hangs before it reads": Case("connect", HANG, TIMED_OUT),
@@ -126,8 +130,8 @@ class HttpPeerFailures(failing.Cases):
         self.addCleanup(peer.close)
         return peer
 
-    def start_case(self, name, url, *lines):
-        service = self.start_service(*failing.IMPATIENT, "--authorities", self.authorities["authority"].certificate,
+    def start_case(self, name, url, *lines, options=()):
+        service = self.start_service(*failing.RETRY_SOON, *options, "--authorities", self.authorities["authority"].certificate,
                                      name=name)
         self.shell(
             service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
@@ -145,7 +149,7 @@ class HttpPeerFailures(failing.Cases):
 
     def play(self, name, case):
         peer = self.start_peer(self.faults_of(case), self.context_of(case))
-        service = self.start_case(name, self.url_of(case, peer.port))
+        service = self.start_case(name, self.url_of(case, peer.port), options=case.options)
         done = self.shell(service, "callhome test", check=False)
         self.assert_waits(service, done, case.words, f":{peer.port}/in")
         self.assertEqual(len(peer.kept), int(case.kept_as_well))
@@ -164,7 +168,7 @@ class HttpPeerFailures(failing.Cases):
 
     def play_final(self, name, case):
         peer = self.start_peer(self.faults_of(case))
-        service = self.start_case(name, self.url_of(case, peer.port))
+        service = self.start_case(name, self.url_of(case, peer.port), options=case.options)
         done = self.shell(service, "callhome test", check=False)
         self.assert_lost(service, done, case.words)
         self.assertEqual((self.tries(service), peer.connections), (1, 1))
@@ -175,7 +179,7 @@ class HttpPeerFailures(failing.Cases):
 
     def play_taken(self, name, case):
         peer = self.start_peer(self.faults_of(case))
-        service = self.start_case(name, self.url_of(case, peer.port))
+        service = self.start_case(name, self.url_of(case, peer.port), options=case.options)
         self.assertIn("Successfully sent", self.shell(service, "callhome test").stdout)
         self.assert_delivered_once(service)
         self.assertEqual((len(peer.kept), peer.connections, self.tries(service)), (1, 1, 1))
@@ -186,7 +190,7 @@ class HttpPeerFailures(failing.Cases):
         proxy = self.start_peer(self.faults_of(case))
         service = self.start_case(name, self.url_of(case, receiver.port),
                                   f"transport http proxy server 127.0.0.1 port {proxy.port}",
-                                  "transport http proxy enable")
+                                  "transport http proxy enable", options=case.options)
         done = self.shell(service, "callhome test", check=False)
         self.assert_waits(service, done, case.words, f":{receiver.port}/in")
         self.assertIn(f"the proxy 127.0.0.1:{proxy.port}: ", done.stdout)
@@ -200,7 +204,7 @@ class HttpPeerFailures(failing.Cases):
 
     def play_unreachable(self, name, case):
         url, lines, words = case
-        service = self.start_case(name, url, *lines)
+        service = self.start_case(name, url, *lines, options=failing.GIVE_UP_SOON)
         done = self.shell(service, "callhome test", check=False)
         self.assert_waits(service, done, words, url)
         good = self.start_peer({}, port=int(url.split(":")[2].split("/")[0]))
@@ -236,7 +240,7 @@ class HttpPeerFailures(failing.Cases):
         }, self.play_unreachable)
 
     def test_a_server_without_a_name_keeps_the_message_waiting(self):
-        service = self.start_case("nameless", "http://nowhere.invalid/in")
+        service = self.start_case("nameless", "http://nowhere.invalid/in", options=failing.GIVE_UP_SOON)
         done = self.shell(service, "callhome test", check=False)
         self.assert_waits(service, done, "Could not resolve host|Resolving timed out", "nowhere.invalid")
 

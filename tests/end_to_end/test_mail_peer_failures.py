@@ -30,6 +30,10 @@ class Case:
     certificate: dict = None  # how its certificate is wrong
 
     @property
+    def hangs(self):
+        return TIMED_OUT in self.words
+
+    @property
     def demands_encryption(self):
         return bool(self.settings) or self.was_encrypted
 
@@ -143,14 +147,14 @@ class MailPeerFailures(failing.Cases):
         self.addCleanup(peer.close)
         return peer
 
-    def start_case(self, name, port, settings=()):
+    def start_case(self, name, port, settings=(), options=()):
         servers = self.folder / f"servers of {name}"
         servers.mkdir()
         if settings:
             file = servers / "127.0.0.1.mail"
             file.write_text("\n".join((*settings, "")))
             file.chmod(0o600)
-        service = self.start_service(*failing.IMPATIENT, "--authorities", self.authorities["authority"].certificate,
+        service = self.start_service(*failing.RETRY_SOON, *options, "--authorities", self.authorities["authority"].certificate,
                                      "--server-settings", servers, name=name)
         self.configure(service, port)
         return service
@@ -174,7 +178,7 @@ class MailPeerFailures(failing.Cases):
 
     def play(self, name, case):
         peer = self.start_peer(case)
-        service = self.start_case(name, peer.port, case.settings)
+        service = self.start_case(name, peer.port, case.settings, failing.GIVE_UP_SOON if case.hangs else ())
         number = 1
         if case.was_encrypted:
             self.take_one_encrypted(peer, service)
@@ -215,7 +219,7 @@ class MailPeerFailures(failing.Cases):
 
     def play_unreachable(self, name, case):
         host, words = case
-        service = self.start_case(name, harness.free_port())
+        service = self.start_case(name, harness.free_port(), options=failing.GIVE_UP_SOON)
         self.shell(service, "configure terminal", "callhome", "no transport email mail-server 127.0.0.1",
                    f"transport email mail-server {host} port {harness.free_port()}")
         done = self.shell(service, "callhome test", check=False)
