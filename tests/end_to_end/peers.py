@@ -108,13 +108,13 @@ class Peer:
 
 
 class Postfix(Peer):
-    """postfix, which hands all mail on to the server at `onward`. Runs as root, as its parts drop what they do not
-    need by themselves."""
+    """postfix, which hands all mail on to the server at `onward`. Runs as root: its parts drop by themselves
+    what they do not need."""
 
     SERVICES = """
 127.0.0.1:{port} inet n - n - - smtpd
 cleanup unix n - n - 0 cleanup
-qmgr unix n - n 300 1 qmgr
+qmgr unix n - n 1 1 qmgr
 tlsmgr unix - - n 1000? 1 tlsmgr
 rewrite unix - - n - - trivial-rewrite
 bounce unix - - n - 0 bounce
@@ -125,50 +125,53 @@ anvil unix - - n - 1 anvil
 smtp unix - - n - - smtp
 postlog unix-dgram n - n - 1 postlogd
 """
-    QUEUES = ("active", "bounce", "corrupt", "defer", "deferred", "flush", "hold", "incoming", "maildrop",
-              "private", "public", "saved", "trace")
+    QUEUES = ("data", "active", "bounce", "corrupt", "defer", "deferred", "flush", "hold", "incoming",
+              "maildrop", "private", "public", "saved", "trace")
 
     def __init__(self, folder, onward, certificate, key, *settings):
         super().__init__(folder, "postfix")
-        user = pwd.getpwnam("postfix")
-        queue, data = self.folder / "queue", self.folder / "data"
-        (queue / "pid").mkdir(parents=True)
-        for path in (data, *(queue / name for name in self.QUEUES)):
-            path.mkdir(mode=0o700)
-            os.chown(path, user.pw_uid, user.pw_gid)
-        (queue / "public").chmod(0o755)
-        self.write("main.cf", "compatibility_level = 3.6", f"queue_directory = {queue}", f"data_directory = {data}",
-                   f"daemon_directory = {POSTFIX.parent}", "command_directory = /usr/sbin", "mail_owner = postfix",
-                   "myhostname = postfix.example", "mydestination =", "inet_interfaces = 127.0.0.1",
-                   "inet_protocols = ipv4", f"relayhost = [127.0.0.1]:{onward}", "mynetworks = 127.0.0.0/8",
-                   "smtpd_relay_restrictions = permit_mynetworks, reject", "disable_dns_lookups = yes",
-                   f"smtpd_tls_cert_file = {self.folder}/certificate", f"smtpd_tls_key_file = {self.folder}/key",
-                   "smtpd_tls_received_header = yes", f"maillog_file = {self.folder}/mail.log",
-                   f"maillog_file_prefixes = {folder}", "smtp_tls_security_level = none", "alias_maps =",
-                   "local_recipient_maps =", "smtputf8_enable = no", *settings)
+        self.onward, self.settings = onward, settings
         self.certify(certificate, key)
         self.write("master.cf", *self.SERVICES.format(port=self.port).strip().splitlines())
         self.run()
 
     def run(self):
+        """Each time with a queue of its own: what is left of the last run is in nobody's way."""
+        queue = pathlib.Path(tempfile.mkdtemp(prefix="queue-", dir=self.folder))
+        queue.chmod(0o755)
+        self.make_folders(queue)
+        configuration = self.write(
+            "main.cf", "compatibility_level = 3.6", f"queue_directory = {queue}", f"data_directory = {queue}/data",
+            f"daemon_directory = {POSTFIX.parent}", "command_directory = /usr/sbin", "mail_owner = postfix",
+            "myhostname = postfix.example", "mydestination =", "inet_interfaces = 127.0.0.1",
+            "inet_protocols = ipv4", f"relayhost = [127.0.0.1]:{self.onward}", "mynetworks = 127.0.0.0/8",
+            "smtpd_relay_restrictions = permit_mynetworks, reject", "disable_dns_lookups = yes",
+            f"smtpd_tls_cert_file = {self.folder}/certificate", f"smtpd_tls_key_file = {self.folder}/key",
+            "smtpd_tls_received_header = yes", f"maillog_file = {self.folder}/mail.log",
+            f"maillog_file_prefixes = {self.folder}", "smtp_tls_security_level = none", "alias_maps =",
+            "local_recipient_maps =", "smtputf8_enable = no", "queue_run_delay = 1s",
+            "minimal_backoff_time = 1s", "maximal_backoff_time = 1s", *self.settings)
         # It waits for a file that has just been changed: somebody might still be at it.
-        os.utime(self.folder / "main.cf", (0, 0))
+        os.utime(configuration, (0, 0))
         self.start(POSTFIX, "-c", self.folder, "-d", environment={"MAIL_CONFIG": str(self.folder)})
 
+    def make_folders(self, queue):
+        user = pwd.getpwnam("postfix")
+        (queue / "pid").mkdir()
+        for name in self.QUEUES:
+            (queue / name).mkdir(mode=0o700)
+            os.chown(queue / name, user.pw_uid, user.pw_gid)
+        (queue / "public").chmod(0o755)
+
     def certify(self, certificate, key):
-        """What root has, its parts that are not root do not get; they read it before they drop what they are."""
+        """Its parts read them before they drop their rights."""
         for source, name in ((certificate, "certificate"), (key, "key")):
             shutil.copy(source, self.folder / name)
 
-    def stop(self):
-        if self.process is not None and self.process.poll() is None:
-            self.process.terminate()  # it ends its parts, and they what they have begun
-            self.process.wait(harness.LIMIT)
-
 
 class Exim(Peer):
-    """exim, which takes mail encrypted and with a login only (by STARTTLS, and at `tls_port` from the first byte)
-    and hands it on to the server at `onward`."""
+    """exim, which takes mail encrypted and with a login only (by STARTTLS, and at `tls_port` from the first
+    byte) and hands it on to the server at `onward`."""
 
     CONFIGURATION = """
 primary_hostname = exim.example
@@ -218,7 +221,8 @@ begin authenticators
     public_name = {mechanism}
     server_prompts = {prompts}
     server_set_id = ${user}
-    server_condition = ${{if and{{{{eq{{${user}}}{{switch17}}}}{{eq{{${secret}}}{{${{readfile{{{folder}/secret}}}}}}}}}}}}
+    server_condition = ${{if and{{{{eq{{${user}}}{{switch17}}}} \
+        {{eq{{${secret}}}{{${{readfile{{{folder}/secret}}}}}}}}}}}}
 """
     # Which values a mechanism brings, and what it asks for.
     MECHANISMS = {"PLAIN": {"prompts": ":", "user": "auth2", "secret": "auth3"},
@@ -248,7 +252,7 @@ begin authenticators
 
 
 class Nginx(Peer):
-    """nginx, which keeps what is posted to it in files and tells of each post in a datagram when it has answered."""
+    """nginx, which keeps what is posted to it in files, and tells of each post when it has answered."""
 
     CONFIGURATION = """
 daemon off;
@@ -256,7 +260,8 @@ master_process off;
 pid {folder}/pid;
 events {{ worker_connections 64; }}
 http {{
-    log_format post escape=json '"$request_body_file" $ssl_protocol $status $http_idempotency_key $content_type';
+    log_format post escape=json
+        '"$request_body_file" $ssl_protocol $status $http_idempotency_key $content_type';
     access_log syslog:server=unix:{folder}/log,nohostname post;
     client_body_temp_path {folder}/body;
     client_body_in_file_only on;
@@ -293,8 +298,8 @@ http {{
         self.run()
 
     def run(self):
-        self.start(NGINX, "-p", self.folder, "-e", self.folder / "error.log", "-c", self.folder / "nginx.conf",
-                   **nobody())
+        here = self.folder
+        self.start(NGINX, "-p", here, "-e", here / "error.log", "-c", here / "nginx.conf", **nobody())
 
     def post(self):
         """What it tells of the next post: the body, and the words of its line of the log."""
@@ -321,11 +326,12 @@ class Squid(Peer):
                                capture_output=True, text=True).stdout.strip()
         here = self.folder
         self.write("users", f"{user}:{coded}")
-        self.write("squid.conf", f"http_port 127.0.0.1:{self.port}", "pid_filename none", "netdb_filename none",
+        self.write("squid.conf", f"http_port 127.0.0.1:{self.port}", "pid_filename none",
                    f"cache_log {here}/cache.log", f"access_log stdio:{here}/access.log", "cache deny all",
                    "cache_mem 8 MB", "memory_pools off", f"coredump_dir {here}", "max_filedescriptors 256",
-                   f"mime_table {here}/mime.conf", f"error_directory {here}/errors", f"icon_directory {here}/icons",
-                   f"unlinkd_program {here}/unlinkd", f"logfile_daemon {here}/log_file_daemon", "pinger_enable off",
+                   f"mime_table {here}/mime.conf", f"error_directory {here}/errors",
+                   f"icon_directory {here}/icons", f"unlinkd_program {here}/unlinkd",
+                   f"logfile_daemon {here}/log_file_daemon", "pinger_enable off", "netdb_filename none",
                    f"auth_param basic program {here}/basic_ncsa_auth {here}/users",
                    "auth_param basic children 1 startup=1", "acl known proxy_auth REQUIRED",
                    "http_access allow known", "http_access deny all", "visible_hostname squid.example")
@@ -341,7 +347,7 @@ class Tinyproxy(Peer):
         super().__init__(folder, "tinyproxy")
         configuration = self.write(
             "tinyproxy.conf", f"Port {self.port}", "Listen 127.0.0.1", "Allow 127.0.0.1", "Timeout 20",
-            "MaxClients 10", f'LogFile "{self.folder}/log"', "LogLevel Connect", 'ViaProxyName "tinyproxy.example"',
-            f"BasicAuth {user} {secret}")
+            "MaxClients 10", f'LogFile "{self.folder}/log"', "LogLevel Connect",
+            'ViaProxyName "tinyproxy.example"', f"BasicAuth {user} {secret}")
         hand_over(self.folder)
         self.start(TINYPROXY, "-d", "-c", configuration, **nobody())

@@ -1,5 +1,6 @@
-"""Web servers and proxies that fail at each step of a post, in each way: the operator reads what happened, what
-was counted is what the server saw, nothing is lost, and nothing goes past the proxy or to who is not believed."""
+"""Web servers and proxies that fail at each step of a post, in each way: the operator reads what happened,
+what was counted is what the server saw, nothing is lost, and nothing goes past the proxy or to who is not
+believed."""
 import dataclasses
 import re
 import unittest
@@ -17,6 +18,12 @@ EMPTY = r"Empty reply from server"
 
 def answer(status, *headers, body=""):
     return "\r\n".join((f"HTTP/1.1 {status}", f"Content-Length: {len(body)}", *headers, "", body))
+
+
+BEGUN_FAILURE = answer("503 Service Unavailable", body="half of it")[:-4]
+BEGUN_SUCCESS = answer("202 Accepted", body="half of it")[:-4]
+LOGIN_AT_PROXY = answer("407 Proxy Authentication Required", 'Proxy-Authenticate: Basic realm="x"')
+CERTIFIED = "its certificate is not accepted: .*"
 
 
 @dataclasses.dataclass
@@ -55,17 +62,17 @@ WAITING = {
     "never comes to its answer": Case("answer", ENDLESS, "the head of its answer is too long|" + TIMED_OUT),
     "speaks no TLS": Case("connect", answer("400 Bad Request"), "wrong version number", encrypted=True),
     "is busy": Case("answer", answer("503 Service Unavailable", "Retry-After: 1"), "HTTP status 503"),
-    "breaks off within its words of failure": Case("rest", RESET, "HTTP status 503", begun=answer("503 No", body="half of it")[:-4]),
-    "has trouble": Case("answer", answer("500 Internal Server Error", body="<h1>trouble</h1>"), "HTTP status 500"),
+    "breaks off within its words of failure": Case("rest", RESET, "HTTP status 503", begun=BEGUN_FAILURE),
+    "has trouble": Case("answer", answer("500 Internal Server Error", body="<h1>oh</h1>"), "HTTP status 500"),
     "wants fewer messages": Case("answer", answer("429 Too Many Requests"), "HTTP status 429"),
     "lost patience": Case("answer", answer("408 Request Timeout"), "HTTP status 408"),
-    "shows an expired certificate": Case("handshake", "", "its certificate is not accepted: .*expired", True,
+    "shows an expired certificate": Case("handshake", "", CERTIFIED + "expired", True,
                                          certificate={"days": -1}),
     "shows the certificate of another host": Case("handshake", "",
-                                                  "its certificate is not accepted: .*host name '127.0.0.1'", True,
+                                                  CERTIFIED + "host name '127.0.0.1'", True,
                                                   certificate={"names": "DNS:other.example.net"}),
     "shows a certificate of somebody unknown": Case("handshake", "",
-                                                    "its certificate is not accepted: .*local issuer certificate",
+                                                    CERTIFIED + "local issuer certificate",
                                                     True, certificate={"by": "stranger"}),
 }
 
@@ -79,8 +86,8 @@ FINAL = {
 
 # Who has said that it has the message need not say more.
 TAKEN = {
-    "hangs within its words of success": Case("rest", HANG, "", begun=answer("200 OK", body="half of it")[:-4]),
-    "breaks off within its words of success": Case("rest", RESET, "", begun=answer("202 OK", body="half")[:-2]),
+    "hangs within its words of success": Case("rest", HANG, "", begun=BEGUN_SUCCESS),
+    "breaks off within its words of success": Case("rest", RESET, "", begun=BEGUN_SUCCESS),
 }
 
 # Of a proxy; with `encrypted`, the way to the receiver is one that the proxy opens.
@@ -91,15 +98,13 @@ PROXY = {
     "breaks off when it shall open the way": Case("CONNECT", RESET, BROKEN, encrypted=True),
     "closes": Case("connect", CLOSE, f"{EMPTY}|{BROKEN}"),
     "closes when it shall open the way": Case("CONNECT", CLOSE, "Proxy CONNECT aborted", encrypted=True),
-    "wants a login": Case("answer", answer("407 Proxy Authentication Required", 'Proxy-Authenticate: Basic realm="x"'),
-                          "HTTP status 407: a login is wanted there"),
-    "wants a login to open the way": Case("CONNECT", answer("407 Proxy Authentication Required",
-                                                            'Proxy-Authenticate: Basic realm="x"'),
-                                          "HTTP status 407", encrypted=True),
+    "wants a login": Case("answer", LOGIN_AT_PROXY, "HTTP status 407: a login is wanted there"),
+    "wants a login to open the way": Case("CONNECT", LOGIN_AT_PROXY,
+                                          "HTTP status 407: a login is wanted there", encrypted=True),
     "does not open the way": Case("CONNECT", answer("403 Forbidden"), "HTTP status 403", encrypted=True),
     "does not reach the receiver": Case("answer", answer("502 Bad Gateway"), "HTTP status 502"),
-    "does not reach the receiver by its way": Case("CONNECT", answer("504 Gateway Timeout"), "HTTP status 504",
-                                                   encrypted=True),
+    "does not reach the receiver by its way": Case("CONNECT", answer("504 Gateway Timeout"),
+                                                   "HTTP status 504", encrypted=True),
     "answers in another protocol": Case("CONNECT", "220 peer.example ESMTP\r\n\r\n", ".", encrypted=True),
 }
 
@@ -111,14 +116,15 @@ def key_of(head):
 class HttpPeerFailures(failing.Cases):
     def setUp(self):
         super().setUp()
-        self.authorities = {name: certificates.Authority(self.folder, name) for name in ("authority", "stranger")}
-        self.context = self.authorities["authority"].context()
+        self.authority = certificates.Authority(self.folder)
+        self.authorities = {"us": self.authority, "stranger": certificates.Authority(self.folder, "stranger")}
+        self.context = self.authority.context()
 
     def context_of(self, case):
         if not case.encrypted or case.step == "connect":
             return None
         wrong = dict(case.certificate or {})
-        return self.authorities[wrong.pop("by", "authority")].context(**wrong)
+        return self.authorities[wrong.pop("by", "us")].context(**wrong)
 
     def faults_of(self, case):
         if case.step == "rest":
@@ -131,8 +137,8 @@ class HttpPeerFailures(failing.Cases):
         return peer
 
     def start_case(self, name, url, *lines, options=()):
-        service = self.start_service(*failing.RETRY_SOON, *options, "--authorities", self.authorities["authority"].certificate,
-                                     name=name)
+        service = self.start_service(*failing.RETRY_SOON, *options,
+                                     "--authorities", self.authority.certificate, name=name)
         self.shell(
             service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
             "email-contact ada@example.net", "destination-profile ops format XML",
@@ -227,12 +233,14 @@ class HttpPeerFailures(failing.Cases):
 
     def test_a_server_or_proxy_that_cannot_be_reached_costs_no_message(self):
         def proxy(host):
-            return (f"transport http proxy server {host} port {harness.free_port()}", "transport http proxy enable")
+            port = harness.free_port()
+            return (f"transport http proxy server {host} port {port}", "transport http proxy enable")
 
         def url():
             return f"http://127.0.0.1:{harness.free_port()}/in"
 
-        refused, unknown = "Failed to connect|Couldn't connect", "Could not resolve (host|proxy)|Resolving timed out"
+        refused = "Failed to connect|Couldn't connect"
+        unknown = "Could not resolve (host|proxy)|Resolving timed out"
         self.play_all({
             "refuses connections": (url(), (), refused),
             "stands behind a proxy that refuses connections": (url(), proxy("127.0.0.1"), refused),

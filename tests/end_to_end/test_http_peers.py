@@ -34,8 +34,8 @@ class HttpPeers(harness.EndToEnd):
         return self.start_peer(peers.Nginx, *self.authority.files(), **options)
 
     def start_switch(self, url, *lines, name="service", options=()):
-        service = self.start_service("--authorities", self.authority.certificate, "--server-settings", self.servers,
-                                     "--first-retry", "1", *options, name=name)
+        service = self.start_service("--authorities", self.authority.certificate,
+                                     "--server-settings", self.servers, "--first-retry", "1", *options, name=name)
         self.shell(
             service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
             "email-contact ada@example.net", f"destination-profile ops format XML",
@@ -51,7 +51,7 @@ class HttpPeers(harness.EndToEnd):
     def assert_posted(self, service, nginx, number=1):
         body, words = nginx.post()
         self.assertEqual(body.decode().rstrip(), self.sent(service, number))
-        found = re.fullmatch(r'TLSv1\.[23] 204 "?\\?"?(\S+?)\\?"? application/xml; charset=utf-8', words.strip())
+        found = re.fullmatch(r'TLSv1\.[23] 204 \\"(\S+)\\" application/xml; charset=utf-8', words)
         self.assertIsNotNone(found, words)
         xml.etree.ElementTree.fromstring(body)
         return found[1]
@@ -162,7 +162,7 @@ class HttpPeers(harness.EndToEnd):
                 nginx.restart()
                 service = self.start_switch(f"https://127.0.0.1:{nginx.port}/in", name=f"service-{name}")
                 done = self.shell(service, "callhome test", check=False)
-                self.assertRegex(done.stdout, f"its certificate is not accepted: .*{words}.*; it stays in the queue")
+                self.assertRegex(done.stdout, f"its certificate is not accepted: .*{words}.*; it stays in ")
                 nginx.certify(*self.authority.files())
                 nginx.restart()
                 self.assert_posted(service, nginx)
