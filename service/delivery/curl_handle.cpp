@@ -83,6 +83,12 @@ long CurlHandle::number(CURLINFO info) const {
     return number;
 }
 
+bool CurlHandle::was_connected() const {
+    curl_off_t microseconds = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_CONNECT_TIME_T, &microseconds);
+    return microseconds > 0;
+}
+
 std::uint64_t CurlHandle::bytes_sent() const {
     curl_off_t bytes = 0;
     curl_easy_getinfo(handle_.get(), CURLINFO_SIZE_UPLOAD_T, &bytes);

@@ -42,6 +42,9 @@ class CurlHandle {
     // What a proxy has answered to CONNECT; 0 when it was not asked.
     long connect_code() const { return number(CURLINFO_HTTP_CONNECTCODE); }
 
+    // A connection has come about.
+    bool was_connected() const;
+
     // Of the content, as far as the other side's machine has taken it.
     std::uint64_t bytes_sent() const;
 

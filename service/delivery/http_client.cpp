@@ -14,6 +14,7 @@ namespace callhome::service {
 namespace {
 
 constexpr long login_at_proxy = 407;
+constexpr long login_wanted = 401;  // of the receiver; but there are proxies that say so of a wrong login
 constexpr std::array<long, 3> passing_errors{408, 425, 429};  // time-out, too early, too many requests
 
 constexpr const char* not_an_address = "this is not an HTTP or HTTPS address";
@@ -45,15 +46,30 @@ size_t take_head(char* data, size_t size, size_t count, void* context) noexcept 
     return answer.takes(line.size()) ? line.size() : 0;
 }
 
-Outcome judge(long status, const HttpWay& way) {
+// Who can have sent the answer.
+enum class Sender : std::uint8_t { receiver, proxy, either };
+
+// A proxy's login can be set right: what it has kept back is not refused.
+std::string why_no_login(long status, const HttpWay& way, Sender sender) {
+    if (status == login_at_proxy) {
+        return way.has_proxy_login ? ": the login in its settings is refused there"
+                                   : ": a login is wanted there";
+    }
+    if (status != login_wanted || !way.has_proxy_login || sender == Sender::receiver) {
+        return "";
+    }
+    return sender == Sender::proxy
+               ? ": the login in its settings is refused there"
+               : ": the login in its settings is refused there, or a login is wanted behind it";
+}
+
+Outcome judge(long status, const HttpWay& way, Sender sender) {
     const std::string reason = status_text(status);
     if (is_http_success(status)) {
         return {Verdict::delivered, "", ""};
     }
-    if (status == login_at_proxy) {
-        return {Verdict::postponed, "",
-                reason + (way.has_proxy_login ? ": the login in its settings is refused there"
-                                              : ": a login is wanted there")};
+    if (const std::string why = why_no_login(status, way, sender); !why.empty()) {
+        return {Verdict::postponed, "", reason + why};
     }
     if (is_http_redirection(status)) {
         return {Verdict::refused, "", reason};
@@ -64,13 +80,19 @@ Outcome judge(long status, const HttpWay& way) {
     return {postponed ? Verdict::postponed : Verdict::refused, "", reason};
 }
 
+// Behind a way that the proxy has opened it is the receiver who speaks. What comes to a plain request may
+// be the answer of either.
+Sender sender_of(const DeliveryJob& job, long connected) {
+    return job.http.proxy.empty() || is_http_success(connected) ? Sender::receiver : Sender::either;
+}
+
 // A proxy that does not open the way to an HTTPS server has refused us, not the message: someone may yet
 // set it right.
 Outcome judge(CURLcode result, const CurlHandle& handle, const Answer& answer, const DeliveryJob& job,
               const HttpWay& way) {
     const long connected = handle.connect_code();
     if (connected != 0 && !is_http_success(connected)) {
-        return {Verdict::postponed, "", judge(connected, way).reason};
+        return {Verdict::postponed, "", judge(connected, way, Sender::proxy).reason};
     }
     // Who has said what becomes of the message need not say the rest: an answer that hangs, breaks off or
     // never ends is no reason to post again.
@@ -78,7 +100,7 @@ Outcome judge(CURLcode result, const CurlHandle& handle, const Answer& answer, c
     if (result == CURLE_OK || (answer.is_head_whole && status >= first_http_success)) {
         const bool came_early = is_http_success(status) && handle.bytes_sent() < job.content->size();
         return came_early ? Outcome{Verdict::postponed, "", "it answered before it had the whole message"}
-                          : judge(status, way);
+                          : judge(status, way, sender_of(job, connected));
     }
     if (result == CURLE_ABORTED_BY_CALLBACK) {
         return {Verdict::stopped, "", ""};

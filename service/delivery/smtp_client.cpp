@@ -117,6 +117,17 @@ std::string why_not_encrypted(const Transfer& transfer, const Conversation& hear
         settings_section);
 }
 
+// That the other side has left is not an error of reading to an operator; and which of its answers did not
+// come tells a server that is slow from one that is wrong.
+std::string text_of_break(const std::string& text, const CurlHandle& handle, const Conversation& heard) {
+    constexpr std::string_view closed = "response reading failed";
+    if (!handle.was_connected()) {
+        return text;
+    }
+    return fmt::format("{} while {}", text.starts_with(closed) ? "it closed the connection" : text,
+                       heard.expected());
+}
+
 // What libcurl says, with what it means for this server where that is more than a broken connection.
 std::string text_of_failure(CURLcode result, const CurlHandle& handle, const Transfer& transfer,
                             const Conversation& heard) {
@@ -131,7 +142,7 @@ std::string text_of_failure(CURLcode result, const CurlHandle& handle, const Tra
         case CURLE_SSL_CONNECT_ERROR:
             return fmt::format("the connection cannot be encrypted: {}", text);
         default:
-            return text;
+            return text_of_break(text, handle, heard);
     }
 }
 

@@ -10,6 +10,8 @@ namespace {
 constexpr std::size_t longest_reply = 400;  // bytes of a server's words that are kept
 constexpr std::size_t code_digits = 3;
 constexpr int first_failure = 400;
+constexpr int closing = 421;
+constexpr std::string_view second_greeting = "HELO";
 constexpr std::string_view content_command = "content";
 constexpr std::string_view encryption_command = "STARTTLS";
 constexpr std::string_view login_command = "AUTH";
@@ -36,7 +38,10 @@ void Conversation::take_command(std::string_view bytes) {
         is_encrypted_ = is_encrypted_ || (command_ == encryption_command && code() < first_failure);
         command_ = verb;
     }
-    reply_.clear();
+    is_reply_of_before_ = verb == second_greeting && code() == closing;
+    if (!is_reply_of_before_) {
+        reply_.clear();
+    }
 }
 
 void Conversation::take_content() {
@@ -49,6 +54,10 @@ void Conversation::take_content() {
 void Conversation::take_reply(std::string_view bytes) {
     if (is_over_ || reply_.size() >= longest_reply) {
         return;
+    }
+    if (is_reply_of_before_) {
+        reply_.clear();
+        is_reply_of_before_ = false;
     }
     reply_.append(bytes.substr(0, longest_reply));
     if (command_ == encryption_command && code() >= first_failure) {
@@ -69,6 +78,17 @@ bool Conversation::is_about_the_mail() const {
 
 bool Conversation::is_logging_in() const {
     return command_ == login_command;
+}
+
+std::string Conversation::expected() const {
+    if (command_.empty()) {
+        return "it was to greet";
+    }
+    if (command_ == content_command) {
+        return "it was to take the mail";
+    }
+    const bool consents = command_ == encryption_command && code() != 0 && code() < first_failure;
+    return consents ? "encryption was to begin" : "it was to answer " + command_;
 }
 
 std::string without(const std::string& secret, std::string text) {

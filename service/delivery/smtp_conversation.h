@@ -12,13 +12,16 @@ class Conversation {
     void take_content();
     void take_reply(std::string_view bytes);
 
-    // Of the last reply; 0 before the first.
+    // Of the last reply; 0 before the first. A server that says at EHLO that it closes the connection may
+    // do so without a word to the HELO that follows: then that was its last.
     int code() const;
     const std::string& reply() const { return reply_; }
 
     // True where a refusal concerns this mail and its receiver, and not the server's state.
     bool is_about_the_mail() const;
     bool is_logging_in() const;
+    // What was to come when the conversation broke off, for "… while it was to answer EHLO".
+    std::string expected() const;
 
     bool is_encrypted() const { return is_encrypted_; }
     // The server has offered encryption, and when it came to it, said no.
@@ -28,6 +31,7 @@ class Conversation {
  private:
     std::string command_;  // the verb; empty before the greeting
     std::string reply_;
+    bool is_reply_of_before_ = false;  // to the command before
     bool is_encrypted_ = false;
     std::string refusal_;   // of encryption
     bool is_over_ = false;  // libcurl has taken leave: what follows explains nothing

@@ -135,6 +135,25 @@ TEST_F(HttpProxyLogin, ThatIsRefusedIsToldAsSuch) {
     }
 }
 
+TEST_F(HttpProxyLogin, ThatIsRefusedWithTheStatusOfReceiversIsToldAsSuch) {
+    lay_down("user ada\nsecret enigma");
+    const std::string refused = "HTTP status 401: the login in its settings is refused there";
+    for (const auto& [url, reason] : {
+             std::pair("http://collector.example.net/", refused + ", or a login is wanted behind it"),
+             std::pair("https://collector.example.net/", refused),
+         }) {
+        const HttpServer proxy("HTTP/1.1 401 Unauthorized");
+        const Outcome outcome = post(proxy, url);
+        EXPECT_EQ(outcome.verdict, Verdict::postponed) << url;
+        EXPECT_EQ(outcome.reason, reason);
+    }
+}
+
+TEST_F(HttpProxyLogin, ThatIsNotSentIsNotWhatAReceiverRefuses) {
+    const HttpServer proxy("HTTP/1.1 401 Unauthorized");
+    EXPECT_EQ(post(proxy).verdict, Verdict::refused);
+}
+
 TEST_F(HttpProxyLogin, IsNotSentToAReceiverWithoutAProxy) {
     const HttpServer server("HTTP/1.1 200 OK");
     lay_down("user ada\nsecret enigma");
