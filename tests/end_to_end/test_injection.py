@@ -1,0 +1,263 @@
+"""Texts that want to be headers, commands, markup or the end of a message: each place where a text goes in refuses
+them with a word for it, or carries them as the texts that they are, to the receiver."""
+import email
+import email.policy
+import os
+import re
+import shutil
+import socket
+import subprocess
+import unittest
+import xml.etree.ElementTree
+
+import harness
+import hostile_texts
+import test_http_delivery
+import wire
+
+MALFORMED_WORDS = "does not understand the request"
+USER_COMMAND_REFUSED = 0x403B0041
+NAMESPACE = {"m": "urn:callhome:message:1"}
+SCHEMA = harness.TREE / "docs/schemas/message-1.xsd"
+LONGEST_LINE = 998  # bytes of a line of mail
+MAIL_HEADERS = ["Auto-Submitted", "Content-Type", "Date", "Disposition-Notification-To", "From", "MIME-Version",
+                "Message-Id", "Reply-To", "Subject", "To"]
+POST_HEADERS = ["Accept", "Content-Length", "Content-Type", "Host", "Idempotency-Key", "User-Agent"]
+ELEMENTS = {"sysContact": "name", "sysContactPhoneNumber": "phone", "sysStreetAddress": "streetAddress",
+            "siteId": "siteId", "custId": "customerId", "contractId": "contractId"}
+UNSEEN = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f\u2028\u2029]")  # but the ends of lines
+
+
+def carried(text):
+    """What becomes of the text of an event: its lines stay lines, and what does nothing but control is a blank."""
+    return re.sub("[\x00-\x09\x0b-\x1f\x7f-\x9f]", " ", text.replace("\r\n", "\n"))
+
+
+def words(text):
+    return " ".join(text.split())
+
+
+class Injection(harness.EndToEnd):
+    def setUp(self):
+        super().setUp()
+        # Where this is root, commands run as another user, who has to reach programs and socket.
+        self.folder.chmod(0o755)
+        self.programs = self.folder / "bin"
+        self.programs.mkdir(mode=0o755)
+        for name in ("callhome", "callhomed", "libcallhome.so"):
+            shutil.copy(harness.PROGRAMS / name, self.programs)
+            (self.programs / name).chmod(0o755)
+        traps = self.folder / "traps"
+        traps.mkdir()
+        traps.chmod(0o777)
+        self.canary = traps / "sprung"
+        self.addCleanup(lambda: self.assertFalse(self.canary.exists(), "a text was run as a command"))
+        self.values = dict(hostile_texts.values(self.canary))
+
+    def start(self, *options, name="service"):
+        service = self.start_service(
+            "--system", "--log-socket", self.folder / "log.sock", "--allow-unsigned-signatures", *options,
+            name=name, within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', self.programs / "callhomed"))
+        service.folder.chmod(0o755)
+        return service
+
+    # --- at the service ---------------------------------------------------------------------------------
+
+    def test_no_text_of_the_grammar_is_forgotten(self):
+        tried = {place for field in hostile_texts.FIELDS for place in field.typed}
+        tried |= {place for places, *_ in hostile_texts.EVENT_TEXTS for place in places}
+        self.assertEqual(tried | hostile_texts.OTHER_TEXTS, hostile_texts.texts_of_the_grammar())
+
+    def try_setting(self, link, field, value, must_be_kept=None):
+        """Sets a field; it is there to the letter, or was refused and nothing has changed."""
+        before = wire.Copy(link).shared(), wire.Copy(link).contact(), wire.signature_settings(link)
+        encoded = value if isinstance(value, bytes) else value.encode()
+        status = field.set(link, encoded)
+        if status == wire.OK:
+            self.assertEqual(field.found(link, value), value)
+            self.assertIsNot(must_be_kept, False, "it was taken")
+            return
+        after = wire.Copy(link).shared(), wire.Copy(link).contact(), wire.signature_settings(link)
+        self.assertEqual(before, after)
+        self.assertIsNot(must_be_kept, True, f"it was refused: {status:#x}")
+        if field.code_at is None:
+            self.assertIn(status, (wire.MALFORMED, USER_COMMAND_REFUSED), hex(status))
+
+    def test_settings_refuse_what_breaks_lines_and_keep_all_else_to_the_letter(self):
+        service = self.start()
+        with wire.Connection(service.socket, harness.LIMIT) as link:
+            for field in hostile_texts.FIELDS:
+                for name, value in self.values.items():
+                    shaped = field.shape(value, field.size)
+                    breaks = bool(UNSEEN.search(shaped)) or "\n" in shaped
+                    with self.subTest(field=field.name, value=name):
+                        self.try_setting(link, field, shaped, False if breaks else True if field.free else None)
+        running = self.shell(service, "show running-config callhome").stdout
+        self.assertIsNone(UNSEEN.search(running))
+        self.assertIn("<!DOCTYPE", running.replace("<a href", "<!DOCTYPE"))
+
+    def test_bytes_that_are_no_text_are_refused(self):
+        service = self.start()
+        with wire.Connection(service.socket, harness.LIMIT) as link:
+            for field in hostile_texts.FIELDS:
+                shape = field.shape("@", field.size).encode()
+                for name, value in (("not UTF-8", shape.replace(b"@", hostile_texts.NOT_UTF8, 1)),
+                                    ("without an end", shape + b"x" * 4096)):
+                    with self.subTest(field=field.name, value=name):
+                        self.try_setting(link, field, value, False)
+
+    def test_what_stands_behind_a_nul_does_not_count(self):
+        service = self.start()
+        with wire.Connection(service.socket, harness.LIMIT) as link:
+            for field in hostile_texts.FIELDS:
+                good = field.shape("b", field.size)
+                if field.name in ("group", "signature file", "profile of signatures"):
+                    continue  # there is none with that name
+                with self.subTest(field=field.name):
+                    self.assertEqual(field.set(link, good.encode() + b"\0\r\nBcc: evil@example.net"), wire.OK)
+                    self.assertEqual(field.found(link, good), good)
+        self.assertNotIn("evil", self.shell(service, "show running-config callhome").stdout)
+
+    def test_at_the_shell_the_refusal_is_a_word_and_has_no_control_in_it(self):
+        service = self.start()
+        for name, value in hostile_texts.BREAKING.items():
+            if "\n" in value or "\r" in value:
+                continue  # these end what is typed
+            with self.subTest(name):
+                done = self.shell(service, "configure terminal", "callhome", "site-id " + value, check=False)
+                self.assertNotEqual(done.returncode, 0)
+                said = done.stdout + done.stderr
+                self.assertTrue(said.strip())
+                self.assertIsNone(UNSEEN.search(said.replace("\t", " ")), ascii(said))
+
+    # --- at the receiver --------------------------------------------------------------------------------
+
+    def start_everything(self, name, value):
+        """A service with the value wherever it is taken, and receivers of all formats, by mail and by HTTP."""
+        collector = test_http_delivery.Collector(test_http_delivery.status(200))
+        self.addCleanup(collector.close)
+        server = self.start_mail_server()
+        service = self.start(name=re.sub(r"\W", "-", name))
+        profiles = [line for kind in ("full-txt", "short-txt", "XML") for line in (
+            f"destination-profile by-mail-{kind} format {kind}",
+            f"destination-profile by-mail-{kind} alert-group all",
+            f"destination-profile by-http-{kind} format {kind}",
+            f"destination-profile by-http-{kind} alert-group all",
+            f"destination-profile by-http-{kind} http http://127.0.0.1:{collector.port}/{kind}",
+            f"destination-profile by-http-{kind} transport-method http",
+            f"no destination-profile by-http-{kind} transport-method email")]
+        self.shell(service, "configure terminal", "snmp-server contact Ada", "callhome",
+                   "email-contact ada@example.net", *profiles,
+                   "transport email from switch@example.net", "transport email reply-to answers@example.net",
+                   "transport email return-receipt receipts@example.net",
+                   f"transport email mail-server 127.0.0.1 port {server.port}",
+                   "destination-profile by-mail-full-txt email-addr ops@example.net",
+                   "destination-profile by-mail-short-txt email-addr pager@example.net",
+                   "destination-profile by-mail-XML email-addr machine@example.net", "enable",
+                   "no duplicate-message throttle")
+        return service, server, collector
+
+    def spread(self, service, value):
+        """Sets the fields that stand in messages; gives the values of those that were taken."""
+        taken = {}
+        with wire.Connection(service.socket, harness.LIMIT) as link:
+            for field in hostile_texts.FIELDS:
+                if field.name in ELEMENTS or field.name == "user command":
+                    shaped = field.shape(value, field.size)
+                    if field.set(link, shaped.encode()) == wire.OK:
+                        taken[field.name] = shaped
+            if "user command" in taken:
+                status, _ = link.exchange(wire.USER_COMMAND, wire.SET, wire.USER_COMMAND_RECORD.pack(
+                    0, b"environmental", 1, taken["user command"].encode(), 0))
+                self.assertEqual(status, wire.OK)
+        return taken
+
+    def alert(self, service, source, text):
+        with wire.Connection(service.socket, harness.LIMIT) as link:
+            status, body = link.exchange(wire.POST_ALERT, wire.SET, wire.ALERT_RECORD.pack(
+                b"TEMPERATURE_MINOR_ALARM", source.encode(), text.encode(), wire.SEVERITY_OF_ITS_NAME))
+        self.assertEqual(status, wire.OK, body)
+        self.assertNotIn("Could not", body.decode())
+
+    def check_mail(self, mail, receiver):
+        """The text of the body, after a look at the mail around it."""
+        self.assertEqual((mail.sender, mail.recipients), ("switch@example.net", [receiver]))
+        self.assertEqual(mail.content.replace(b"\r\n", b"").count(b"\r"), 0)
+        self.assertEqual(mail.content.replace(b"\r\n", b"").count(b"\n"), 0)
+        self.assertLessEqual(max(map(len, mail.content.split(b"\r\n"))), LONGEST_LINE)
+        message = email.message_from_bytes(mail.content, policy=email.policy.default)
+        self.assertEqual(message.defects, [])
+        has_parts = receiver.startswith("machine")
+        expected = MAIL_HEADERS if has_parts else sorted([*MAIL_HEADERS, "Content-Transfer-Encoding"])
+        self.assertEqual(sorted(message.keys(), key=expected.index), expected)
+        self.assertEqual((message["From"], message["To"], message["Reply-To"]),
+                         ("switch@example.net", receiver, "answers@example.net"))
+        self.assertEqual(message["Disposition-Notification-To"], "receipts@example.net")
+        self.assertRegex(message["Subject"], "^Call home: Temperature alarm from ")
+        if not has_parts:
+            return message.get_content()
+        explanation, document = message.iter_parts()
+        self.assertEqual(document.get_content_type(), "application/xml")
+        return document.get_payload(decode=True).decode()
+
+    def check_document(self, document, source, text, settings):
+        """An XML message: valid, and with the texts as they were."""
+        validated = subprocess.run(["xmllint", "--noout", "--nonet", "--schema", SCHEMA, "-"], text=True,
+                                   input=document, capture_output=True)
+        self.assertEqual(validated.returncode, 0, validated.stderr)
+        self.assertNotIn("<!DOCTYPE", document)
+        root = xml.etree.ElementTree.fromstring(document)
+        self.assertEqual(root.find("m:event/m:source", NAMESPACE).text, carried(source))
+        self.assertEqual(root.find("m:event/m:text", NAMESPACE).text, carried(text))
+        for item, element in ELEMENTS.items():
+            if item in settings:
+                self.assertEqual(root.find(f"m:contact/m:{element}", NAMESPACE).text, settings[item])
+        if "user command" in settings:
+            titles = [section.get("title") for section in root.findall("m:section", NAMESPACE)]
+            self.assertIn(f"Output of {settings['user command']}", titles)
+
+    def check_full_text(self, content, source, text, settings):
+        shown = [source, carried(text), *(value for item, value in settings.items() if item in ELEMENTS)]
+        for value in shown:
+            self.assertIn(words(carried(value)), words(content))
+        self.assertEqual(len(re.findall(r"(?m)^Severity: ", content)), 1)
+        self.assertIsNone(UNSEEN.search(content.replace("\r\n", "\n").replace("\u2028", "").replace("\u2029", "")))
+
+    def check_posts(self, posts, source, text, settings):
+        by_path = {path: (headers, body) for path, headers, body in posts}
+        self.assertEqual(sorted(by_path), ["/XML", "/full-txt", "/short-txt"])
+        self.assertEqual(len(posts), len(by_path))
+        for headers, _ in by_path.values():
+            self.assertEqual(sorted(headers.keys()), POST_HEADERS)
+        self.check_document(by_path["/XML"][1].decode(), source, text, settings)
+        self.check_full_text(by_path["/full-txt"][1].decode(), source, text, settings)
+        self.assertIn(words(carried(source)), words(by_path["/short-txt"][1].decode()))
+
+    def check_receivers(self, server, collector, source, text, settings):
+        self.assertEqual(len(server.mails), 3)
+        bodies = {}
+        for mail in server.mails:
+            bodies[mail.recipients[0]] = self.check_mail(mail, mail.recipients[0])
+        self.assertEqual(sorted(bodies), ["machine@example.net", "ops@example.net", "pager@example.net"])
+        self.check_document(bodies["machine@example.net"], source, text, settings)
+        self.check_full_text(bodies["ops@example.net"], source, text, settings)
+        self.assertIn(words(carried(source)), words(bodies["pager@example.net"]))
+        self.check_posts(collector.posts, source, text, settings)
+
+    def test_what_is_taken_reaches_the_receivers_as_the_text_that_it_is(self):
+        for name, value in self.values.items():
+            with self.subTest(name):
+                service, server, collector = self.start_everything(name, value)
+                settings = self.spread(service, value)
+                if name in hostile_texts.PRINTABLE:
+                    self.assertEqual(set(settings), {*ELEMENTS, "user command"})
+                else:
+                    self.assertEqual(settings, {})
+                source, text = hostile_texts.cut(value, 255), hostile_texts.cut(value, 2047)
+                self.alert(service, source, text)
+                self.check_receivers(server, collector, source.strip(), text, settings)
+                service.stop()
+
+
+if __name__ == "__main__":
+    unittest.main()
