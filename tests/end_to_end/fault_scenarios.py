@@ -55,7 +55,7 @@ class Configure(Scenario):
         ("address", wire.PROFILE_EMAIL, wire.ADDRESS_RECORD.pack(b"night", b"late@example.net", 0, 1, 0)),
         ("group", wire.ALERT_GROUP, wire.SUBSCRIPTION_RECORD.pack(b"night", 0, 1, b"license", 0, 0)),
         ("server", wire.MAIL_SERVER,
-         wire.MAIL_SERVER_RECORD.pack(b"mail2.example.net", 3, 2525, 77, 1, 0, b"", 0)),
+         wire.MAIL_SERVER_RECORD.pack(b"mail2.example.net", wire.HOST_NAME, 2525, 77, 1, 0, b"", 0)),
         ("command", wire.USER_COMMAND, wire.USER_COMMAND_RECORD.pack(0, b"system", 1, b"show clock", 0)),
     ]
 

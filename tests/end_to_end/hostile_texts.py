@@ -28,8 +28,8 @@ PRINTABLE = {
     "dot first": ".hidden .. text .",
     "markup": "<a href=\"x\">&amp;&lt;]]><!-- --><![CDATA[ x ]]> '\"</a>",
     "entity": "<!DOCTYPE x [<!ENTITY y SYSTEM \"file:///etc/passwd\">]>&y;",
-    "shell": "$(touch {canary});`touch {canary}`|touch {canary}&touch {canary}>{canary}<x*?[a]{{b,c}}~!#\\ '\"",
-    "format": "%s%n%1$s%%d%08x {0} {{}} ${{IFS}}",
+    "shell": "$(touch CANARY);`touch CANARY`|touch CANARY&touch CANARY>CANARY<x*?[a]{b,c}~!#\\ '\"",
+    "format": "%s%n%1$s%%d%08x {0} {} ${IFS}",
     "header": "Bcc: evil@example.net, =?utf-8?Q?=0D=0ABcc:_evil@example.net?=",
     "many bytes": "Ärger 漢字 😀 é",
     "right to left": "a\u202egnp.exe",
@@ -44,11 +44,15 @@ def values(canary):
     """Name and value of all; `canary` is a file that must not come into being."""
     yield from BREAKING.items()
     for name, value in PRINTABLE.items():
-        yield name, value.format(canary=canary) if name in ("shell", "format") else value
+        yield name, value.replace("CANARY", str(canary))
 
 
 def cut(text, size):
     return text.encode()[:size].decode(errors="ignore")
+
+
+# A name may not be invisible, not even in part.
+INVISIBLE = "right to left"
 
 
 def as_line(value, size):
@@ -92,7 +96,7 @@ def mail_of(index):
 def mail_record(**texts):
     names = ("from", "reply_to", "return_receipt", "server", "vrf")
     fields = [texts.get(name, b"") for name in names]
-    return wire.MAIL_RECORD.pack(*fields[:4], 3, 25, 0, fields[4], 0)
+    return wire.MAIL_RECORD.pack(*fields[:4], wire.HOST_NAME, 25, 0, fields[4], 0)
 
 
 def proxy_of(link, wanted):
@@ -164,10 +168,10 @@ FIELDS = [
           lambda value: wire.ADDRESS_RECORD.pack(b"full_txt", value, 0, 1, 0),
           in_list(lambda copy: copy.addresses(wire.PROFILE_URL, b"full_txt"))),
     Field("mail server", (), 255, as_host, wire.MAIL_SERVER,
-          lambda value: wire.MAIL_SERVER_RECORD.pack(value, 3, 25, 10, 1, 0, b"", 0),
+          lambda value: wire.MAIL_SERVER_RECORD.pack(value, wire.HOST_NAME, 25, 10, 1, 0, b"", 0),
           in_list(lambda copy: copy.servers())),
     Field("VRF of a mail server", (), 31, as_word, wire.MAIL_SERVER,
-          lambda value: wire.MAIL_SERVER_RECORD.pack(b"vrf.example.net", 3, 25, 10, 1, 0, value, 0),
+          lambda value: wire.MAIL_SERVER_RECORD.pack(b"vrf.example.net", wire.HOST_NAME, 25, 10, 1, 0, value, 0),
           lambda link, wanted: wire.Copy(link).servers().get("vrf.example.net", (0, 0, None))[2]),
     Field("user command", ("COMMAND#58",), 599, as_command, wire.USER_COMMAND,
           lambda value: wire.USER_COMMAND_RECORD.pack(0, b"license", 1, value, 0),
@@ -176,7 +180,7 @@ FIELDS = [
           lambda value: wire.SUBSCRIPTION_RECORD.pack(b"short_txt", 0, 1, value, 0, 0),
           in_list(lambda copy: copy.groups(b"short_txt"))),
     Field("proxy", ("PROXY#99",), 255, as_host, wire.HTTP_PROXY,
-          lambda value: wire.HTTP_PROXY_RECORD.pack(value, 3, 8080, 0, b"", 0), proxy_of),
+          lambda value: wire.HTTP_PROXY_RECORD.pack(value, wire.HOST_NAME, 8080, 0, b"", 0), proxy_of),
     Field("VRF of HTTP", (), 31, as_word, wire.HTTP_VRF,
           lambda value: wire.HTTP_VRF_RECORD.pack(value, 0),
           lambda link, wanted: wire.Copy(link).shared()["http_vrf"]),
