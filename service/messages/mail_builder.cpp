@@ -1,5 +1,6 @@
 #include "messages/mail_builder.h"
 
+#include <fmt/format.h>
 #include <gmime/gmime.h>
 
 #include <algorithm>
@@ -16,7 +17,8 @@ constexpr const char* charset = "utf-8";
 constexpr const char* attachment_name = "callhome-message.xml";
 constexpr std::size_t longest_line = 998;  // bytes without its end: RFC 5322, 2.1.1
 constexpr unsigned char last_ascii = 0x7F;
-constexpr std::size_t longest_subject = 255;  // bytes; a line cannot be folded within a word
+constexpr std::size_t longest_subject = 255;      // bytes; a line cannot be folded within a word
+constexpr std::size_t longest_encoded_part = 45;  // bytes; 75 with all around them: RFC 2047, 2
 constexpr const char* nobody_named = "undisclosed-recipients:;";
 constexpr const char* attachment_explanation =
     "This is a call-home message for programs. The attached document holds all of it.\n";
@@ -88,6 +90,22 @@ void add_address(GMimeMessage* message, GMimeAddressType kind, const std::string
     }
 }
 
+// A text that looks like an encoded one would be decoded by who reads it: it is encoded as a whole.
+std::string guarded(std::string_view text) {
+    if (text.find("=?") == std::string_view::npos) {
+        return std::string(text);
+    }
+    std::string encoded;
+    while (!text.empty()) {
+        const std::string_view part = cut_to(text, longest_encoded_part);
+        const std::unique_ptr<char, decltype(&g_free)> base64(
+            g_base64_encode(reinterpret_cast<const guchar*>(part.data()), part.size()), &g_free);
+        encoded += fmt::format("{}=?{}?B?{}?=", encoded.empty() ? "" : " ", charset, base64.get());
+        text.remove_prefix(part.size());
+    }
+    return encoded;
+}
+
 void add_headers(GMimeMessage* message, const Mail& mail) {
     add_address(message, GMIME_ADDRESS_TYPE_FROM, mail.from);
     add_address(message, GMIME_ADDRESS_TYPE_REPLY_TO, mail.reply_to);
@@ -98,7 +116,7 @@ void add_headers(GMimeMessage* message, const Mail& mail) {
     if (std::none_of(mail.to.begin(), mail.to.end(), is_plain_address)) {
         g_mime_object_set_header(headers, "To", nobody_named, nullptr);
     }
-    const std::string subject(cut_to(clean_line(mail.subject), longest_subject));
+    const std::string subject = guarded(cut_to(clean_line(mail.subject), longest_subject));
     g_mime_message_set_subject(message, subject.c_str(), charset);
     g_mime_message_set_message_id(message, mail.message_id.c_str());
     const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> date(

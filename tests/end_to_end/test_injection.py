@@ -9,6 +9,7 @@ import socket
 import subprocess
 import unittest
 import xml.etree.ElementTree
+from urllib.parse import quote
 
 import harness
 import hostile_texts
@@ -26,6 +27,23 @@ ELEMENTS = {"sysContact": "name", "sysContactPhoneNumber": "phone", "sysStreetAd
             "siteId": "siteId", "custId": "customerId", "contractId": "contractId"}
 CONTROL = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f]")  # but the ends of lines
 UNSEEN = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f\u2028\u2029]")
+
+SIGNATURE = """<?xml version="1.0" encoding="UTF-8"?>
+<diagnosticSignature xmlns="urn:callhome:signature:1" id="{number}">
+  <name>hostile-{number}</name>
+  <revision>1.0</revision>
+  <author>Ada Marlowe</author>
+  <description>What a variable holds.</description>
+  <variables><variable name="ds_hostile"/></variables>
+  <event><log>unit{number} failed</log></event>
+  <commands><command>show version</command></commands>
+  <message>
+    <subject>[$ds_hostile]</subject>
+    <text>[$ds_hostile]</text>
+  </message>
+  <alertGroup>crash</alertGroup>
+</diagnosticSignature>
+"""
 
 
 def carried(text):
@@ -269,6 +287,108 @@ class Injection(harness.EndToEnd):
                 status, _ = link.exchange(wire.USER_COMMAND, wire.REMOVE, wire.USER_COMMAND_RECORD.pack(
                     0, group, 1, settings["user command"].encode(), 0))
                 self.assertEqual(status, wire.OK)
+
+
+    def test_texts_of_messages_that_are_asked_for_are_the_texts_in_them(self):
+        service, server, collector = self.start_everything()
+        for (_, kind, index, element) in hostile_texts.EVENT_TEXTS:
+            for name, value in self.values.items():
+                with self.subTest(type=kind, element=element, value=name):
+                    del server.mails[:], collector.posts[:]
+                    shaped = hostile_texts.cut(value, 255)
+                    texts = [b"other", b"other"]
+                    texts[index] = shaped.encode()
+                    with wire.Connection(service.socket, harness.LIMIT) as link:
+                        status, _ = link.exchange(wire.SEND_MESSAGE, wire.SET, wire.SEND_MESSAGE_RECORD.pack(
+                            kind, 0, b"", *texts))
+                    self.assertEqual(status, wire.OK)
+                    self.assertEqual(len(server.mails), 3)
+                    [document] = [body.decode() for path, _, body in collector.posts if path == "/XML"]
+                    root = xml.etree.ElementTree.fromstring(document)
+                    self.assertEqual(root.find(f"m:event/m:{element}", NAMESPACE).text, carried(shaped))
+
+    def test_addresses_are_what_the_mail_server_and_the_web_server_hear(self):
+        """Each with a profile, a mail address, a sender and a URL of the value's; what is taken is what comes."""
+        taken = 0
+        service, server, collector = self.start_everything()
+        self.shell(service, "configure terminal", "callhome", *(
+            f"no destination-profile by-http-{kind} alert-group all" for kind in ("full-txt", "short-txt", "XML")), *(
+            f"no destination-profile by-mail-{kind} alert-group all" for kind in ("full-txt", "short-txt", "XML")))
+        for name, value in {**self.values, "quotes": "'`$&|*?!#%{}~", "brackets": "<>", "comma": "x@y,z"}.items():
+            with self.subTest(name), wire.Connection(service.socket, harness.LIMIT) as link:
+                del server.mails[:], collector.posts[:]
+                profile = ("p" + hostile_texts.as_word(value, 24)).encode()
+                address = hostile_texts.as_address(value, 255).encode()
+                target = "/x" + hostile_texts.as_word(value, 200)
+                url = f"http://127.0.0.1:{collector.port}{target}".encode()
+                if link.exchange(wire.PROFILE, wire.SET, wire.PROFILE_RECORD.pack(
+                        profile, 3, 2, 100000, 0, 1, 0, 0))[0] != wire.OK:
+                    continue
+                made = [link.exchange(opcode, wire.SET, wire.ADDRESS_RECORD.pack(profile, text, 0, 1, 0))[0]
+                        for opcode, text in ((wire.PROFILE_EMAIL, address), (wire.PROFILE_URL, url))]
+                self.assertEqual(link.exchange(wire.ALERT_GROUP, wire.SET, wire.SUBSCRIPTION_RECORD.pack(
+                    profile, 0, 1, b"all", 0, 0))[0], wire.OK)
+                try:
+                    if wire.OK in made:
+                        self.check_addresses(link, server, collector, made, profile, address, target)
+                        taken += 1
+                finally:
+                    link.exchange(wire.PROFILE, wire.REMOVE, wire.PROFILE_RECORD.pack(profile, *([0] * 7)))
+        self.assertGreater(taken, 5)
+
+    def check_addresses(self, link, server, collector, made, profile, address, target):
+        _, reply = link.exchange(wire.POST_ALERT, wire.SET, wire.ALERT_RECORD.pack(
+            b"TEMPERATURE_MINOR_ALARM", b"fan tray", b"it is hot", wire.SEVERITY_OF_ITS_NAME))
+        lines = reply.decode().splitlines()
+        self.assertEqual(len(lines), made.count(wire.OK), lines)
+        sent = [line for line in lines if line.startswith("Successfully sent")]
+        for line in lines:
+            self.assertIn(f"(profile {profile.decode()})", line)
+        self.assertEqual(len(sent), len(server.mails) + len(collector.posts), lines)
+        for mail in server.mails:
+            self.assertEqual(mail.recipients, [address.decode()])
+            message = email.message_from_bytes(mail.content, policy=email.policy.default)
+            self.assertIn(message["To"], (address.decode(), "undisclosed-recipients:;"))
+            self.assertEqual(sorted(message.keys()),
+                             sorted([*MAIL_HEADERS, "Content-Transfer-Encoding"]))
+        for path, headers, _ in collector.posts:
+            # What is not ASCII has but one form in a request.
+            self.assertEqual(path.lower(), re.sub("[^\0-\x7f]", lambda c: quote(c[0]), target).lower())
+            self.assertEqual(sorted(headers.keys()), POST_HEADERS)
+
+    def install(self, service, number):
+        file = self.folder / f"{number}.xml"
+        file.write_text(SIGNATURE.format(number=number))
+        self.shell(service, f"callhome diagnostic-signature load {file}",
+                   f"callhome diagnostic-signature install {number}")
+
+    def test_the_value_of_a_variable_stays_a_value(self):
+        service, server, collector = self.start_everything()
+        self.shell(service, "configure terminal", "callhome", "diagnostic-signature", "active",
+                   "environment ds_hostile x")
+        [field] = [field for field in hostile_texts.FIELDS if field.name == "value of a variable"]
+        # One for each, as none may run often.
+        for number, (name, value) in enumerate(self.values.items(), 1):
+            shaped = field.shape(value, field.size)
+            with self.subTest(name):
+                del server.mails[:], collector.posts[:]
+                with wire.Connection(service.socket, harness.LIMIT) as link:
+                    is_taken = field.set(link, shaped.encode()) == wire.OK
+                if not is_taken:
+                    continue
+                self.install(service, number)
+                with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+                    sender.connect(str(self.folder / "log.sock"))
+                    sender.send(f"<13>Nov 21 08:00:00 init[1]: unit{number} failed".encode())
+                server.wait(lambda s: len(s.mails) == 3)
+                collector.wait(3)
+                [document] = [body.decode() for path, _, body in collector.posts if path == "/XML"]
+                root = xml.etree.ElementTree.fromstring(document)
+                self.assertEqual(root.find("m:event/m:text", NAMESPACE).text, f"[{shaped}]")
+                for mail in server.mails:
+                    message = email.message_from_bytes(mail.content, policy=email.policy.default)
+                    self.assertEqual(message.defects, [])
+                    self.assertEqual(words(message["Subject"]), words(f"[{shaped}]"))
 
 
 if __name__ == "__main__":
