@@ -104,7 +104,7 @@ TEST(MailHeaders, EncodeWhatIsNotAscii) {
     EXPECT_STREQ(g_mime_message_get_subject(parse(text).get()), mail.subject.c_str());
 }
 
-TEST(MailBuilder, ASubjectThatLooksEncodedIsReadAsItWasWritten) {
+TEST(MailHeaders, ASubjectThatLooksEncodedIsReadAsItWasWritten) {
     for (const char* written :
          {"Bcc: x, =?utf-8?Q?=0D=0ABcc:_evil@example.net?=", "=?", "=?utf-8?B?QQ==?= =?utf-8?B?QQ==?=",
           "Zürich =?utf-8?Q?=41?= 東京東京東京東京東京東京東京東京東京東京東京 and much more behind it"}) {
