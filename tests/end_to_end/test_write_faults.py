@@ -50,6 +50,7 @@ class Fault:
     kind: str
     call: str
     number: int  # of this call in its thread, from 1
+    is_lasting: bool = False  # whether all later ones fail, too
 
     def __str__(self):
         return f"{self.kind} at {self.call} {self.number}"
@@ -84,7 +85,10 @@ class TracedService(harness.Service):
     def __init__(self, folder, fault=None):
         self.calls = folder / "calls"
         self.child = None
-        spoil = [] if fault is None else [f"--inject={fault.call}:{FAULTS[fault.kind]}:when={fault.number}"]
+        spoil = []
+        if fault is not None:
+            when = f"{fault.number}{'+' if fault.is_lasting else ''}"
+            spoil = [f"--inject={fault.call}:{FAULTS[fault.kind]}:when={when}"]
         # Quicker, but then no signal gets through.
         filtered = [] if fault is not None and fault.kind == "kill" else ["--seccomp-bpf"]
         super().__init__(folder, *OPTIONS, within=["strace", "-f", "-q", "-y", "-o", self.calls, *filtered,
@@ -203,6 +207,30 @@ class WriteFaults(harness.EndToEnd):
         print(f"{len(tried)} of {len(points)} points: {dict(self.figures)}", file=sys.stderr)
         # A call less here or there moves the last ones.
         self.assertGreater(self.figures["hit"], 0.8 * len(tried))
+
+    def test_a_disk_that_stays_bad_is_told_at_the_shell_and_all_that_can_be_read_is_answered(self):
+        scenario, state = self.prepare(fault_scenarios.SendMessage)
+        self.run_spoilt(scenario, state)
+        first = 1 + max(number for call, number in self.calls_of_start if call == "pwrite64")
+        for kind, remedy in (("no room", "make room on its disk"), ("broken disk", "check its disk")):
+            with self.subTest(kind):
+                folder = self.folder / kind
+                shutil.copytree(state, folder / "state")
+                service = TracedService(folder, Fault(kind, "pwrite64", first, is_lasting=True))
+                try:
+                    self.check_at_the_shell(service, remedy)
+                finally:
+                    service.stop()
+
+    def check_at_the_shell(self, service, remedy):
+        for commands in (("configure terminal", "callhome", "site-id harbour"), ("callhome test",)):
+            refused = self.shell(service, *commands, check=False)
+            self.assertEqual(refused.returncode, 1, refused.stdout)
+            self.assertIn("could not be stored and was not made; check the disk space of the service", refused.stdout)
+        shown = self.shell(service, "show callhome information state").stdout
+        self.assertRegex(shown, f"(?s)degraded.*{remedy}")
+        self.assertNotIn("harbour", self.shell(service, "show callhome").stdout)
+        self.assertIn("one@example.net", self.shell(service, "show callhome destination-profile ops").stdout)
 
 
 if __name__ == "__main__":
