@@ -153,6 +153,21 @@ class Injection(harness.EndToEnd):
                 self.assertTrue(said.strip())
                 self.assertIsNone(CONTROL.search(said.replace("\t", " ")), ascii(said))
 
+    def test_what_is_typed_is_the_text_that_is_kept(self):
+        service = self.start()
+        for name in hostile_texts.PRINTABLE:
+            value = hostile_texts.as_line(self.values[name], 2047)
+            with self.subTest(name):
+                for way in ({"input": f"configure terminal\ncallhome\nsite-id {value}\n"}, {}):
+                    commands = () if way else ("configure terminal", "callhome", "site-id " + value)
+                    self.shell(service, "configure terminal", "callhome", "site-id nothing")
+                    done = self.shell(service, *commands, check=False, **way)
+                    self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+                    with wire.Connection(service.socket, harness.LIMIT) as link:
+                        self.assertEqual(wire.Copy(link).contact()["siteId"], value)
+        typed_again = self.shell(service, "show running-config callhome").stdout
+        self.assertIn("site-id " + value, typed_again)
+
     # --- at the receiver --------------------------------------------------------------------------------
 
     def start_everything(self):
