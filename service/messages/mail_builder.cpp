@@ -17,7 +17,8 @@ constexpr const char* charset = "utf-8";
 constexpr const char* attachment_name = "callhome-message.xml";
 constexpr std::size_t longest_line = 998;  // bytes without its end: RFC 5322, 2.1.1
 constexpr unsigned char last_ascii = 0x7F;
-constexpr std::size_t longest_subject = 255;  // bytes; a line cannot be folded within a word
+constexpr std::size_t longest_subject = 255;      // bytes; a line cannot be folded within a word
+constexpr std::size_t longest_encoded_part = 45;  // bytes; 75 with all around them: RFC 2047, 2
 constexpr const char* nobody_named = "undisclosed-recipients:;";
 constexpr const char* attachment_explanation =
     "This is a call-home message for programs. The attached document holds all of it.\n";
@@ -93,8 +94,24 @@ void add_address(GMimeMessage* message, GMimeAddressType kind, const std::string
     }
 }
 
+// A text that looks like an encoded one would be decoded by who reads it: it is encoded as a whole.
+std::string guarded(std::string_view text) {
+    if (text.find("=?") == std::string_view::npos) {
+        return std::string(text);
+    }
+    std::string encoded;
+    while (!text.empty()) {
+        const std::string_view part = cut_to(text, longest_encoded_part);
+        const std::unique_ptr<char, decltype(&g_free)> base64(
+            g_base64_encode(reinterpret_cast<const guchar*>(part.data()), part.size()), &g_free);
+        encoded += fmt::format("{}=?{}?B?{}?=", encoded.empty() ? "" : " ", charset, base64.get());
+        text.remove_prefix(part.size());
+    }
+    return encoded;
+}
+
 void set_subject(GMimeMessage* message, const std::string& subject) {
-    const std::string line(cut_to(clean_line(subject), longest_subject));
+    const std::string line = guarded(cut_to(clean_line(subject), longest_subject));
     g_mime_message_set_subject(message, line.c_str(), charset);
 }
 

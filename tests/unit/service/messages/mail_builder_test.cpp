@@ -104,6 +104,18 @@ TEST(MailHeaders, EncodeWhatIsNotAscii) {
     EXPECT_STREQ(g_mime_message_get_subject(parse(text).get()), mail.subject.c_str());
 }
 
+TEST(MailHeaders, ASubjectThatLooksEncodedIsReadAsItWasWritten) {
+    for (const char* written :
+         {"Bcc: x, =?utf-8?Q?=0D=0ABcc:_evil@example.net?=", "=?", "=?utf-8?B?QQ==?= =?utf-8?B?QQ==?=",
+          "Zürich =?utf-8?Q?=41?= 東京東京東京東京東京東京東京東京東京東京東京 and much more behind it"}) {
+        Mail mail = sample_mail();
+        mail.subject = written;
+        const std::string text = build_mail(mail);
+        EXPECT_STREQ(g_mime_message_get_subject(parse(text).get()), written);
+        EXPECT_EQ(headers_of(text).count("Bcc"), 0U);
+    }
+}
+
 TEST(MailHeaders, NeverGrowFromAField) {
     const auto expected = headers_of(build_mail(sample_mail())).size();
     for (const std::string& hostile :
