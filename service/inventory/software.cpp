@@ -160,13 +160,22 @@ SoftwareInventory::Stamp SoftwareInventory::stamp_of(const std::filesystem::path
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
-const SoftwarePackage* SoftwareInventory::after(std::string_view name) {
+void SoftwareInventory::read_what_has_changed() {
     // Asked before the file is read: a change in between is seen the next time.
     const Stamp stamp = stamp_of(root_ / record_of_packages);
     if (stamp != read_at_) {
         packages_ = read_software(root_);
         read_at_ = stamp;
     }
+}
+
+std::size_t SoftwareInventory::count() {
+    read_what_has_changed();
+    return packages_.size();
+}
+
+const SoftwarePackage* SoftwareInventory::after(std::string_view name) {
+    read_what_has_changed();
     const auto next = std::ranges::upper_bound(packages_, name, {}, &SoftwarePackage::name);
     return next == packages_.end() ? nullptr : &*next;
 }

@@ -1,6 +1,7 @@
 // The software that is installed on this machine, as the package manager has recorded it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -21,7 +22,8 @@ inline constexpr std::size_t longest_package_name = 254;  // bytes; a longer one
 // looked for. What is removed, but for its configuration files, is not installed.
 std::vector<SoftwarePackage> read_software(const std::filesystem::path& root);
 
-// The same, read again only when the record has changed: a walk over thousands of packages reads it once.
+// The same, read again only when the record has changed: a walk over thousands of packages reads it once,
+// and so do thousands of messages.
 class SoftwareInventory {
  public:
     explicit SoftwareInventory(std::filesystem::path root = "/");
@@ -29,6 +31,8 @@ class SoftwareInventory {
     // The first package after this name, whether or not there is one of that name; a null pointer at the
     // end. Good until the next call.
     const SoftwarePackage* after(std::string_view name);
+
+    std::size_t count();
 
  private:
     // What tells one state of the record from another; the package manager puts a new file in its place.
@@ -42,6 +46,7 @@ class SoftwareInventory {
         bool operator==(const Stamp&) const = default;
     };
     static Stamp stamp_of(const std::filesystem::path& file);
+    void read_what_has_changed();
 
     const std::filesystem::path root_;
     Stamp read_at_;

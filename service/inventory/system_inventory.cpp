@@ -13,7 +13,6 @@
 #include <string_view>
 
 #include "inventory/interfaces.h"
-#include "inventory/software.h"
 #include "messages/text.h"
 
 namespace callhome::service {
@@ -143,7 +142,7 @@ void read_running_system(SystemInventory& inventory) {
 
 }  // namespace
 
-SystemInventory read_system_inventory(const std::filesystem::path& root) {
+SystemInventory read_system_inventory(SoftwareInventory& software, const std::filesystem::path& root) {
     SystemInventory inventory;
     read_running_system(inventory);
     read_identity(inventory, root);
@@ -153,7 +152,7 @@ SystemInventory read_system_inventory(const std::filesystem::path& root) {
     inventory.memory_total = memory_value(root / "proc/meminfo", "MemTotal:");
     inventory.memory_available = memory_value(root / "proc/meminfo", "MemAvailable:");
     inventory.load = load_averages(root / "proc/loadavg");
-    inventory.package_count = read_software(root).size();
+    inventory.package_count = software.count();
     inventory.file_systems = read_file_systems(root / "proc/self/mounts");
     return inventory;
 }

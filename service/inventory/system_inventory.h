@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "inventory/software.h"
+
 namespace callhome::service {
 
 struct NetworkInterface {
@@ -42,8 +44,9 @@ struct SystemInventory {
     std::vector<FileSystem> file_systems;  // those on local devices: asking another could take forever
 };
 
-// `root` is where sys, proc, etc and var are looked for; interfaces, host name and kernel are always
-// those of this machine. Does not throw for what is missing or unreadable.
-SystemInventory read_system_inventory(const std::filesystem::path& root = "/");
+// `software` has been read from the same root. `root` is where sys, proc, etc and var are looked for;
+// interfaces, host name and kernel are always those of this machine. Does not throw for what is missing or
+// unreadable.
+SystemInventory read_system_inventory(SoftwareInventory& software, const std::filesystem::path& root = "/");
 
 }  // namespace callhome::service

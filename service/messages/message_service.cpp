@@ -120,6 +120,7 @@ class MessageService::Implementation {
     const SeriesLimits command_limits_;
     const std::size_t most_open_;
     ProcessingMarker marker_;
+    SoftwareInventory software_;
     DuplicateThrottle throttle_;
     std::map<std::uint64_t, OpenRequest> open_;
     std::uint64_t in_turn_ = no_request;  // of those that wait for one another
@@ -251,7 +252,7 @@ void MessageService::Implementation::compose_and_offer(std::uint64_t number,
         marker_.raise();
     }
     try {
-        const SystemInventory inventory = read_system_inventory();
+        const SystemInventory inventory = read_system_inventory(software_);
         const std::int64_t now = settings_.now();
         const MessageSubject subject = subject_of(request.order, outputs, now);
         const std::string why_not = offer(request, compose_messages(subject, make_stamp(now, inventory),

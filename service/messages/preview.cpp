@@ -89,7 +89,8 @@ void Previewer::compose(const PreviewRequest& request, const std::vector<Command
     std::vector<NewMessage> messages;
     std::string why = takers.empty() ? why_none(configuration_, type, request.profile) : "";
     try {
-        const SystemInventory inventory = read_system_inventory();
+        SoftwareInventory software;
+        const SystemInventory inventory = read_system_inventory(software);
         const MessageSubject subject{.type = &type,
                                      .parameter_1 = source_of_no_event,
                                      .parameter_2 = text_of_no_event,

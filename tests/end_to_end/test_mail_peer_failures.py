@@ -57,6 +57,8 @@ def at_each_step(verb, fault, words):
 
 HANGING = at_each_step("hangs", HANG, TIMED_OUT)
 BREAKING = at_each_step("breaks off", RESET, BROKEN) | {
+    # The reset may come before the connection has been noticed.
+    "breaks off at greeting": Case("greeting", RESET, f"{BROKEN}.* while it was to greet|Couldn't connect"),
     "breaks off at handshake": Case("handshake", RESET, f"the connection cannot be encrypted: .*{BROKEN}")}
 
 TEMPORARY = {

@@ -14,7 +14,10 @@ using namespace std::string_literals;
 class Inventory : public testing::Test {
  protected:
     void file(const std::string& name, const std::string& text) { folder_.write(name, text); }
-    SystemInventory read() { return read_system_inventory(folder_.path()); }
+    SystemInventory read() {
+        SoftwareInventory software(folder_.path());
+        return read_system_inventory(software, folder_.path());
+    }
 
     TemporaryFolder folder_;
 };
@@ -87,7 +90,8 @@ TEST_F(Inventory, MeasuresLocalFileSystemsOnce) {
 }
 
 TEST(Interfaces, IncludeTheLoopbackWithItsAddress) {
-    const auto interfaces = read_system_inventory().interfaces;
+    SoftwareInventory software;
+    const auto interfaces = read_system_inventory(software).interfaces;
     const auto loopback =
         std::find_if(interfaces.begin(), interfaces.end(),
                      [](const NetworkInterface& interface) { return interface.name == "lo"; });

@@ -133,6 +133,7 @@ class SoftwareWalk : public Software {
 
 TEST_F(SoftwareWalk, GoesFromNameToName) {
     record(paragraph("a") + paragraph("c"));
+    EXPECT_EQ(inventory_.count(), 2U);
     EXPECT_EQ(after(""), "a");
     EXPECT_EQ(after("a"), "c");
     EXPECT_EQ(after("b"), "c");

@@ -81,8 +81,9 @@ TEST(Xml, OfEachTypeIsValid) {
 
 TEST(Xml, OfTheRealSystemIsValid) {
     const MessageType& type = *find_message_type("inventory", Origin::command);
+    SoftwareInventory software;
     const auto content = compose_content({&type, "", "", ""}, stamp, "ops", tests::sample_configuration(),
-                                         read_system_inventory());
+                                         read_system_inventory(software));
     EXPECT_EQ(why_invalid(format_xml(content, large)), "");
 }
 
