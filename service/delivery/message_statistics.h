@@ -66,7 +66,7 @@ class MessageStatistics {
     std::uint32_t messages() const;
     std::uint32_t deliveries(protocol::DeliveryState state) const;
     std::uint32_t waiting_of(const std::string& profile) const;  // deliveries
-    std::int64_t next_attempt_at() const;  // of the waiting ones; 0 for none
+    std::int64_t next_attempt_at() const;                        // of the waiting ones; 0 for none
 
  private:
     SQLite::Database& connection_;
