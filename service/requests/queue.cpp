@@ -19,7 +19,7 @@ constexpr std::string_view between_receivers = ", ";
 template <typename Number>
 std::uint32_t told(Number number) {
     constexpr std::int64_t most = std::numeric_limits<std::uint32_t>::max();
-    return static_cast<std::uint32_t>(std::clamp<std::int64_t>(number, 0, most));
+    return static_cast<std::uint32_t>(std::clamp<std::int64_t>(static_cast<std::int64_t>(number), 0, most));
 }
 
 template <typename Record>
