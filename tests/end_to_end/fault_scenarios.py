@@ -27,6 +27,10 @@ class Scenario:
     def act(self, link):
         pass
 
+    def was_done(self):
+        """Whether all was told to be done, as it is when nothing is spoilt."""
+        return True
+
     def check(self, service, where):
         pass
 
@@ -69,6 +73,9 @@ class Configure(Scenario):
             if self.told[name] == LOST:
                 break
 
+    def was_done(self):
+        return list(self.told.values()) == [wire.OK] * len(self.CHANGES)
+
     def found(self, service):
         configuration = wire.configuration(service.socket)
         night = configuration["profiles"].get("night", {})
@@ -91,7 +98,7 @@ class Configure(Scenario):
 class Messages(Scenario):
     """A message is sent; how far it gets is up to who stands at its receivers."""
 
-    mail_port = url = None
+    mail_port = url = expected = None
 
     def begin(self):
         super().begin()
@@ -108,6 +115,9 @@ class Messages(Scenario):
         if self.status in (wire.OK, wire.NOT_SENT):
             self.reply = wire.text(wire.SEND_MESSAGE_RECORD.unpack(
                 body.ljust(wire.SEND_MESSAGE_RECORD.size, b"\0"))[2])
+
+    def was_done(self):
+        return self.status == self.expected
 
     def recorded(self, service):
         """The receivers for whom the message was recorded."""
@@ -139,6 +149,8 @@ class Messages(Scenario):
 class SendMessage(Messages):
     """Nobody is reached, so that the message has to be kept."""
 
+    expected = wire.NOT_SENT
+
     def prepare(self, service):
         self.mail_port, self.url = self.test.dead_port, f"http://127.0.0.1:{self.test.dead_port}/in"
         super().prepare(service)
@@ -149,6 +161,8 @@ class SendMessage(Messages):
 
 class Deliver(Messages):
     """Everybody is reached at once."""
+
+    expected = wire.OK
 
     def prepare(self, service):
         self.mail_port, self.url = self.test.receivers.port, self.test.receivers.url
@@ -193,6 +207,9 @@ class CommitSession(Scenario):
             _, _, self.result, cause, _ = wire.COMMIT_RECORD.unpack(body)
             self.is_refused = self.is_refused or cause == wire.STORAGE_FAILED
 
+    def was_done(self):
+        return self.result == wire.RESULT_SUCCESS
+
     def check(self, service, where):
         where = f"{self.result}: {where}"
         found, session = self.copy(service, wire.EFFECTIVE), wire.session(service.socket)
@@ -218,6 +235,9 @@ class LoadSignature(Scenario):
         status, body = self.ask(link, wire.SIGNATURE_ACTION, wire.SET, wire.DS_ACTION_RECORD.pack(
             wire.LOAD_FILE, 0, str(self.FILE).encode(), 0, 0))
         self.result = status if status != wire.OK else wire.DS_ACTION_RECORD.unpack(body)[3]
+
+    def was_done(self):
+        return self.result == wire.OK
 
     def check(self, service, where):
         shown = self.test.shell(service, "show diagnostic-signature callhome").stdout
