@@ -7,7 +7,7 @@ import time
 
 import harness
 
-SIDE_BY_SIDE = 10
+SIDE_BY_SIDE = 16
 RETRY_SOON = ("--first-retry", "1")
 # For those who hang: long enough that what comes before is done in time, also when much goes on.
 GIVE_UP_SOON = ("--transfer-limit", "2")
