@@ -148,14 +148,16 @@ class World final : public ConnectionHost {
         ::shutdown(client_, SHUT_WR);
         run();
         take_replies();
-        require(connection_ == nullptr || !fake_messages().unanswered.empty() || files_.finish_download,
-                "a connection closes after its client");
+        const bool is_awaited = !fake_messages().unanswered.empty() ||
+                                !fake_messages().unanswered_previews.empty() || files_.finish_download;
+        require(connection_ == nullptr || is_awaited, "a connection closes after its client");
     }
     void finish_message(Input& input) {
-        auto waiting = std::move(fake_messages().unanswered);
-        fake_messages().unanswered.clear();
-        for (const auto& done : waiting) {
+        for (const auto& done : std::exchange(fake_messages().unanswered, {})) {
             done(static_cast<protocol::Status>(take_status(input)), input.counted_text());
+        }
+        for (const auto& done : std::exchange(fake_messages().unanswered_previews, {})) {
+            finish_preview(input, done);
         }
         run();
         take_replies();
@@ -201,6 +203,18 @@ class World final : public ConnectionHost {
     void run() {
         io_.restart();
         io_.poll();
+    }
+
+    static void finish_preview(Input& input, const PreviewDone& done) {
+        constexpr unsigned most_messages = 4;
+        std::vector<NewMessage> messages(input.byte() % most_messages);
+        for (NewMessage& message : messages) {
+            message.profile = input.counted_text();
+            message.subject = input.counted_text();
+            message.content = input.counted_text();
+            message.receivers.assign(input.byte(), input.counted_text());
+        }
+        done(static_cast<protocol::Status>(take_status(input)), input.counted_text(), messages);
     }
 
     // What is installed is no part of the input: one list does for all.
