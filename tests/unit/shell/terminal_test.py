@@ -321,8 +321,8 @@ class Terminal(unittest.TestCase):
         """Sends text faster than it is read; gives the site-ids that have arrived, up to the last."""
         sender = threading.Thread(target=lambda: self.send_all(child, text))
         sender.start()
-        child.expect_exact(" 4=" + last)
-        sender.join(LIMIT)
+        child.expect_exact(" 4=" + last, timeout=6 * LIMIT)
+        sender.join(6 * LIMIT)
         # Not from the display: the terminal shows what is typed ahead wherever it comes.
         history = (self.folder / "state" / "callhome" / "history").read_text().splitlines()
         return [line.split("site-id ")[1] for line in history if "site-id " in line]
