@@ -13,14 +13,10 @@ namespace {
 
 constexpr char control_z = '\x1A';
 
-void show(const std::string& text) {
-    std::fputs(text.c_str(), stdout);
-    (void)std::fflush(stdout);
-}
-
 }  // namespace
 
-CommandInput::CommandInput(NextLine next_line) : next_line_(std::move(next_line)), real_input_(stdin) {
+CommandInput::CommandInput(NextLine next_line, Answers answers)
+    : next_line_(std::move(next_line)), answers_(answers), real_input_(stdin) {
     cookie_io_functions_t functions{};
     functions.read = read_line;
     std::FILE* stream = fopencookie(this, "r", functions);
@@ -64,6 +60,13 @@ ssize_t CommandInput::take_line(char* buffer, std::size_t size) {
     const std::size_t count = line_.copy(buffer, size);
     line_.erase(0, count);
     return static_cast<ssize_t>(count);
+}
+
+void CommandInput::show(const std::string& text) const {
+    if (answers_ == Answers::seen) {
+        std::fputs(text.c_str(), stdout);
+        (void)std::fflush(stdout);
+    }
 }
 
 // One byte at a time: what was typed ahead of the next prompt is the line editor's. Leaves the line empty

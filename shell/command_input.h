@@ -1,5 +1,5 @@
-// Standard input of a command whose answers are to be seen: lines that the terminal edits, or that are
-// there already, pasted behind the command or read from a script.
+// Standard input of a command that asks: lines that the terminal edits, or that are there already, pasted
+// behind the command or read from a script.
 #pragma once
 
 #include <termios.h>
@@ -15,8 +15,10 @@ class CommandInput {
     // True, with the line, when one is there that nobody has taken yet.
     using NextLine = std::function<bool(std::string&)>;
 
+    enum class Answers : bool { unseen, seen };
+
     // Takes the place of `stdin`. Throws std::system_error.
-    explicit CommandInput(NextLine next_line);
+    CommandInput(NextLine next_line, Answers answers);
     CommandInput(const CommandInput&) = delete;
     CommandInput& operator=(const CommandInput&) = delete;
     // What the command has left of its last line is dropped: it is no answer to the next one.
@@ -27,8 +29,10 @@ class CommandInput {
     ssize_t take_line(char* buffer, std::size_t size);
     bool type_line();
     void set_keys();
+    void show(const std::string& text) const;
 
     NextLine next_line_;
+    Answers answers_;
     std::FILE* real_input_;
     std::string line_;  // what of the line has not been read
     bool ends_behind_line_ = false;

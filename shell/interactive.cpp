@@ -19,7 +19,8 @@ void run_line(Session& session, Terminal& terminal, const std::string& line) {
     // The default action of Ctrl-C ends a command wherever it waits; the keeper brings the prompt back.
     std::signal(SIGINT, SIG_DFL);
     try {
-        const CommandInput input([&](std::string& pasted) { return terminal.take_pasted_line(pasted); });
+        const CommandInput input([&](std::string& pasted) { return terminal.take_pasted_line(pasted); },
+                                 CommandInput::Answers::seen);
         const std::size_t prompt_width = text_width(session.prompt());
         const LineResult result = session.run(line);
         if (result.outcome == LineOutcome::not_understood) {

@@ -38,10 +38,11 @@ bool read_line(std::FILE* file, std::string& line) {
     return true;
 }
 
-// What a command reads from standard input; at a terminal it is seen as it is typed.
-void show_answers(std::optional<CommandInput>& input) {
+// What a command reads from standard input, line by line: the rest of an answer that is too long is no
+// command. A terminal does as much by itself.
+void take_answers(std::optional<CommandInput>& input, CommandInput::Answers answers) {
     if (isatty(STDIN_FILENO) == 0) {
-        input.emplace([answers = stdin](std::string& line) { return read_line(answers, line); });
+        input.emplace([file = stdin](std::string& line) { return read_line(file, line); }, answers);
     }
 }
 
@@ -83,9 +84,7 @@ void ScriptRunner::run_line(std::string_view line, const std::string& place) {
         }
         platform::set_error_prefix(place + ": ");
         std::optional<CommandInput> answers;
-        if (echo_) {
-            show_answers(answers);
-        }
+        take_answers(answers, echo_ ? CommandInput::Answers::seen : CommandInput::Answers::unseen);
         const LineResult result = session_.run(trimmed(line) == control_z ? "end" : line);
         if (result.outcome == LineOutcome::not_understood) {
             message = describe(result.error);

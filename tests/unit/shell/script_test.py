@@ -93,6 +93,15 @@ class Script(unittest.TestCase):
         done = shell("--echo", "--prompt-name", "switch", "-c", self.INSTALL, text="Ann\n\n")
         self.assertEqual(done.stdout, "switch" + asked)
 
+    def test_an_answer_is_the_same_whether_it_is_shown_or_not(self):
+        longest = "x" * 127
+        for answer, taken in (("Ann\r", "Ann"), (longest + " show version", longest), ("", "")):
+            lines = f"{self.INSTALL}\nAnn\n{answer}\n"
+            for options in ((), ("--echo",)):
+                done = shell(*options, text=lines)
+                self.assertTrue(done.stdout.endswith(f"when={taken};\n"), done.stdout)
+                self.assertEqual((done.stderr, done.returncode), ("", 0))
+
     def test_a_question_without_an_answer_fails_its_command(self):
         done = shell("-c", self.INSTALL, "-c", "show version", text="Ann\n")
         self.assertEqual(done.stdout, self.ASKED + "who? who=Ann;\nwhen? ")
