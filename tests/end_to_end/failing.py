@@ -5,6 +5,7 @@ import re
 import threading
 import time
 
+import certificates
 import harness
 
 SIDE_BY_SIDE = 16
@@ -35,6 +36,14 @@ class Cases(harness.EndToEnd):
         super().setUp()
         self.guard = threading.Lock()
         self.services = {}
+        self.authority = certificates.Authority(self.folder)
+        self.authorities = {"us": self.authority, "stranger": certificates.Authority(self.folder, "stranger")}
+        self.context = self.authority.context()
+
+    def context_with(self, certificate):
+        """Of a server; `certificate` says what is wrong with it, and "by" who has issued it."""
+        wrong = dict(certificate)
+        return self.authorities[wrong.pop("by", "us")].context(**wrong)
 
     def start_service(self, *options, name="service", within=()):
         self.services[name] = super().start_service(*options, name=name, within=within)

@@ -15,6 +15,7 @@ from aiosmtpd.smtp import SMTP
 
 PROGRAMS = pathlib.Path(os.environ["CALLHOME_PROGRAMS"])  # where callhome and callhomed were built
 TREE = pathlib.Path(__file__).resolve().parents[2]
+LOOK_AGAIN = 0.05  # seconds; between two looks whether a program listens
 LIMIT = 60  # seconds; a guard against hanging, never what a test waits for
 
 
@@ -141,6 +142,20 @@ def lead_a_login_session():
         os.setsid()
 
 
+def wait_until_it_listens(process, port, why=lambda: ""):
+    """For programs that do not tell by themselves. `why` adds to the error of one that has ended."""
+    while True:
+        try:
+            socket.create_connection(("127.0.0.1", port), LIMIT).close()
+            return
+        except ConnectionRefusedError:
+            pass
+        try:
+            raise AssertionError(f"{process.args[0]} has ended with {process.wait(LOOK_AGAIN)} {why()}")
+        except subprocess.TimeoutExpired:
+            pass
+
+
 def free_port():
     """A port that nobody listens on."""
     with socket.socket() as probe:
@@ -191,3 +206,35 @@ class EndToEnd(unittest.TestCase):
             "transport email from switch@example.net",
             f"transport email mail-server 127.0.0.1 port {port} priority 10", *more, "enable",
         )
+
+    def configure_http(self, service, url, *more, format="XML"):
+        """The profile "ops" posts to this address, and nothing else takes messages."""
+        self.shell(
+            service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
+            "email-contact ada@example.net", f"destination-profile ops format {format}",
+            f"destination-profile ops http {url}", "destination-profile ops transport-method http",
+            "no destination-profile ops transport-method email", *more, "enable",
+        )
+
+
+class SystemWide(EndToEnd):
+    """A service for all users: where this is root, commands run as another one, who has to reach programs and
+    socket."""
+
+    OPTIONS = ()
+
+    def setUp(self):
+        super().setUp()
+        self.folder.chmod(0o755)
+        self.programs = self.folder / "bin"
+        self.programs.mkdir(mode=0o755)
+        for name in ("callhome", "callhomed", "libcallhome.so"):
+            shutil.copy(PROGRAMS / name, self.programs)
+            (self.programs / name).chmod(0o755)
+
+    def start(self, *options):
+        service = self.start_service(
+            "--system", "--log-socket", self.folder / "log.sock", *self.OPTIONS, *options,
+            within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', self.programs / "callhomed"))
+        service.folder.chmod(0o755)
+        return service

@@ -16,7 +16,6 @@ UNPACKED = harness.TREE / "build" / "peers"  # by scripts/test-peers
 NGINX = shutil.which("nginx", path=PROGRAMS)
 TINYPROXY = shutil.which("tinyproxy", path=PROGRAMS)
 POSTFIX = pathlib.Path("/usr/lib/postfix/sbin/master")
-LOOK_AGAIN = 0.05  # seconds; between two looks whether a program listens
 
 
 def why_no_postfix():
@@ -69,17 +68,7 @@ class Peer:
             self.process = subprocess.Popen(
                 command, stdin=subprocess.DEVNULL, stdout=output, stderr=output, cwd=self.folder,
                 env={"PATH": PROGRAMS, **(environment or {})}, start_new_session=True, **options)
-        while True:
-            try:
-                socket.create_connection(("127.0.0.1", self.port), harness.LIMIT).close()
-                return
-            except ConnectionRefusedError:
-                pass
-            try:
-                raise AssertionError(f"{self.name} has ended with {self.process.wait(LOOK_AGAIN)}:\n"
-                                     + self.output.read_text(errors="replace"))
-            except subprocess.TimeoutExpired:
-                pass
+        harness.wait_until_it_listens(self.process, self.port, lambda: self.output.read_text(errors="replace"))
 
     def certify(self, certificate, key):
         """From the next start on, this is its certificate."""

@@ -2,7 +2,6 @@
 what they have seen: how many connections, which steps, what they have kept."""
 import collections
 import socket
-import ssl
 import struct
 import threading
 

@@ -1,31 +1,13 @@
 """Alerts of the switch: which profile takes them, what the operator's commands add to them, and what becomes
 of those that repeat themselves."""
 import os
-import shutil
 import unittest
 
 import harness
 import wire
 
 
-class Events(harness.EndToEnd):
-    def setUp(self):
-        super().setUp()
-        # Where this is root, commands run as another user, who has to reach programs and socket.
-        self.folder.chmod(0o755)
-        self.programs = self.folder / "bin"
-        self.programs.mkdir(mode=0o755)
-        for name in ("callhome", "callhomed", "libcallhome.so"):
-            shutil.copy(harness.PROGRAMS / name, self.programs)
-            (self.programs / name).chmod(0o755)
-
-    def start(self, *options):
-        service = self.start_service(
-            "--system", "--log-socket", self.folder / "log.sock", *options,
-            within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', self.programs / "callhomed"))
-        service.folder.chmod(0o755)
-        return service
-
+class Events(harness.SystemWide):
     def post(self, service, alert, source="fan tray", text="it is hot", severity=wire.SEVERITY_OF_ITS_NAME):
         """Raises an alert; gives its status and the reply's text."""
         with wire.Connection(service.socket, harness.LIMIT) as link:

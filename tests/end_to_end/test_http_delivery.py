@@ -83,12 +83,7 @@ class HttpDelivery(harness.EndToEnd):
         """Each time a service of its own, so that the parts of a test do not meet."""
         self.services += 1
         service = self.start_service(*options, name=f"service-{self.services}")
-        self.shell(
-            service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
-            "email-contact ada@example.net", f"destination-profile ops format {format}",
-            f"destination-profile ops http {url}", "destination-profile ops transport-method http",
-            "no destination-profile ops transport-method email", *lines, "enable",
-        )
+        self.configure_http(service, url, *lines, format=format)
         return service
 
     def send_to(self, collector, scheme="http", options=WITHOUT_A_SECOND_TRY, format="XML"):

@@ -5,7 +5,6 @@ import dataclasses
 import re
 import unittest
 
-import certificates
 import failing
 import harness
 import scripted
@@ -114,17 +113,10 @@ def key_of(head):
 
 
 class HttpPeerFailures(failing.Cases):
-    def setUp(self):
-        super().setUp()
-        self.authority = certificates.Authority(self.folder)
-        self.authorities = {"us": self.authority, "stranger": certificates.Authority(self.folder, "stranger")}
-        self.context = self.authority.context()
-
     def context_of(self, case):
         if not case.encrypted or case.step == "connect":
             return None
-        wrong = dict(case.certificate or {})
-        return self.authorities[wrong.pop("by", "us")].context(**wrong)
+        return self.context_with(case.certificate or {})
 
     def faults_of(self, case):
         if case.step == "rest":

@@ -36,12 +36,7 @@ class HttpPeers(harness.EndToEnd):
     def start_switch(self, url, *lines, name="service", options=()):
         service = self.start_service("--authorities", self.authority.certificate,
                                      "--server-settings", self.servers, "--first-retry", "1", *options, name=name)
-        self.shell(
-            service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
-            "email-contact ada@example.net", f"destination-profile ops format XML",
-            f"destination-profile ops http {url}", "destination-profile ops transport-method http",
-            "no destination-profile ops transport-method email", *lines, "enable",
-        )
+        self.configure_http(service, url, *lines)
         return service
 
     def sent(self, service, number=1):

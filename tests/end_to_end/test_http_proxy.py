@@ -2,7 +2,6 @@
 when the proxy does not let them through."""
 import http.server
 import shutil
-import socket
 import subprocess
 import threading
 import unittest
@@ -56,19 +55,7 @@ class Proxy:
             [TINYPROXY, "-d", "-c", configuration], stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
         )
-        self.wait_until_it_listens()
-
-    def wait_until_it_listens(self):
-        while True:
-            try:
-                socket.create_connection(("127.0.0.1", self.port), harness.LIMIT).close()
-                return
-            except ConnectionRefusedError:
-                pass
-            try:
-                raise AssertionError(f"tinyproxy has ended with {self.process.wait(0.05)}")
-            except subprocess.TimeoutExpired:
-                pass
+        harness.wait_until_it_listens(self.process, self.port)
 
     def close(self):
         self.process.terminate()

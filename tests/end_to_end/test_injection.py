@@ -2,9 +2,7 @@
 them with a word for it, or carries them as the texts that they are, to the receiver."""
 import email
 import email.policy
-import os
 import re
-import shutil
 import socket
 import subprocess
 import unittest
@@ -55,29 +53,17 @@ def words(text):
     return " ".join(text.split())
 
 
-class Injection(harness.EndToEnd):
+class Injection(harness.SystemWide):
+    OPTIONS = ("--allow-unsigned-signatures",)
+
     def setUp(self):
         super().setUp()
-        # Where this is root, commands run as another user, who has to reach programs and socket.
-        self.folder.chmod(0o755)
-        self.programs = self.folder / "bin"
-        self.programs.mkdir(mode=0o755)
-        for name in ("callhome", "callhomed", "libcallhome.so"):
-            shutil.copy(harness.PROGRAMS / name, self.programs)
-            (self.programs / name).chmod(0o755)
         traps = self.folder / "traps"
         traps.mkdir()
         traps.chmod(0o777)
         self.canary = traps / "sprung"
         self.addCleanup(lambda: self.assertFalse(self.canary.exists(), "a text was run as a command"))
         self.values = dict(hostile_texts.values(self.canary))
-
-    def start(self):
-        service = self.start_service(
-            "--system", "--log-socket", self.folder / "log.sock", "--allow-unsigned-signatures",
-            within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', self.programs / "callhomed"))
-        service.folder.chmod(0o755)
-        return service
 
     # --- at the service ---------------------------------------------------------------------------------
 

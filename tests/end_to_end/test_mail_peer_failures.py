@@ -4,7 +4,6 @@ import dataclasses
 import re
 import unittest
 
-import certificates
 import failing
 import harness
 import scripted
@@ -135,17 +134,10 @@ def message_id(content):
 
 
 class MailPeerFailures(failing.Cases):
-    def setUp(self):
-        super().setUp()
-        self.authority = certificates.Authority(self.folder)
-        self.authorities = {"us": self.authority, "stranger": certificates.Authority(self.folder, "stranger")}
-        self.context = self.authority.context()
-
     def context_of(self, case):
         if case.certificate is None:
             return self.context if case.offers_encryption else None
-        wrong = dict(case.certificate)
-        return self.authorities[wrong.pop("by", "us")].context(**wrong)
+        return self.context_with(case.certificate)
 
     def start_peer(self, case):
         peer = scripted.Mail({case.step: case.fault}, self.context_of(case), login=case.settings == LOGIN)

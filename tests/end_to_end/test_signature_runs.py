@@ -1,7 +1,6 @@
 """Signatures that are set off: a line is written to the log socket, the commands run, the mail arrives, and the
 counters move."""
 import re
-import shutil
 import socket
 import time
 import unittest
@@ -25,23 +24,8 @@ SIGNATURE = """<?xml version="1.0" encoding="UTF-8"?>
 """
 
 
-class SignatureRuns(harness.EndToEnd):
-    def setUp(self):
-        super().setUp()
-        # Where this is root, commands run as another user, who has to reach programs and socket.
-        self.folder.chmod(0o755)
-        self.programs = self.folder / "bin"
-        self.programs.mkdir(mode=0o755)
-        for name in ("callhome", "callhomed", "libcallhome.so"):
-            shutil.copy(harness.PROGRAMS / name, self.programs)
-            (self.programs / name).chmod(0o755)
-
-    def start(self, *options):
-        service = self.start_service(
-            "--system", "--log-socket", self.folder / "log.sock", "--allow-unsigned-signatures", *options,
-            within=("/bin/sh", "-c", 'shift; exec "$0" "$@"', self.programs / "callhomed"))
-        service.folder.chmod(0o755)
-        return service
+class SignatureRuns(harness.SystemWide):
+    OPTIONS = ("--allow-unsigned-signatures",)
 
     def install(self, service, event, *commands, number=4711, name="unit-failed"):
         lines = "".join(f"<command>{command}</command>" for command in commands or ["show version"])
