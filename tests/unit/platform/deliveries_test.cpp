@@ -8,11 +8,11 @@
 
 #include "fake_service.h"
 #include "platform/reference.h"
-#include "protocol/layout.h"
 #include "protocol/records/delivery.h"
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/message.h"
 #include "temporary_folder.h"
+#include "transport_order.h"
 
 namespace callhome::platform {
 namespace {
@@ -22,23 +22,9 @@ using protocol::PreviewTotals;
 using protocol::Status;
 using test::FakeService;
 using test::Frame;
+using test::from_transport_order;
+using test::in_transport_order;
 using test::Peer;
-
-template <typename Record>
-std::string in_transport_order(Record record) {
-    const auto bytes = std::as_writable_bytes(std::span(&record, 1));
-    protocol::convert_byte_order(bytes, protocol::layout_of<Record>());
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-template <typename Record>
-Record from_transport_order(std::string text) {
-    Record record{};
-    EXPECT_EQ(text.size(), sizeof record);
-    protocol::convert_byte_order(std::as_writable_bytes(std::span(text)), protocol::layout_of<Record>());
-    std::memcpy(&record, text.data(), std::min(text.size(), sizeof record));
-    return record;
-}
 
 std::string head_of(const char* profile, std::uint32_t length) {
     PreviewHead head{};

@@ -7,13 +7,13 @@
 
 #include "fake_service.h"
 #include "platform/reference.h"
-#include "protocol/layout.h"
 #include "protocol/records/contact.h"
 #include "protocol/records/distribution.h"
 #include "protocol/records/feature.h"
 #include "protocol/records/message.h"
 #include "service_link.h"
 #include "temporary_folder.h"
+#include "transport_order.h"
 
 namespace callhome::platform {
 namespace {
@@ -23,24 +23,9 @@ using protocol::MessageLogRecord;
 using protocol::Status;
 using test::FakeService;
 using test::Frame;
+using test::from_transport_order;
+using test::in_transport_order;
 using test::Peer;
-
-template <typename Record>
-std::string in_transport_order(Record record) {
-    const auto bytes = std::as_writable_bytes(std::span(&record, 1));
-    protocol::convert_byte_order(bytes, protocol::layout_of<Record>());
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-template <typename Record>
-Record from_transport_order(std::string text) {
-    Record record{};
-    const auto bytes = std::as_writable_bytes(std::span(text));
-    protocol::convert_byte_order(bytes, protocol::layout_of<Record>());
-    EXPECT_EQ(text.size(), sizeof record);
-    std::memcpy(&record, text.data(), std::min(text.size(), sizeof record));
-    return record;
-}
 
 class RequestsTest : public testing::Test {
  protected:
