@@ -127,7 +127,7 @@ void read_identity(SystemInventory& inventory, const std::filesystem::path& root
     inventory.operating_system = value_of(root / "etc/os-release", "PRETTY_NAME=", "\"'").value_or(unknown);
 }
 
-void read_running_system(SystemInventory& inventory) {
+void read_names(SystemInventory& inventory) {
     utsname names{};
     inventory.host_name = unknown;
     inventory.kernel = unknown;
@@ -136,15 +136,15 @@ void read_running_system(SystemInventory& inventory) {
         inventory.kernel =
             item_text(std::string(names.sysname) + " " + names.release + " " + names.machine);
     }
-    inventory.software_version = "callhome " CALLHOME_VERSION;
-    inventory.interfaces = read_interfaces();
 }
 
 }  // namespace
 
 SystemInventory read_system_inventory(SoftwareInventory& software, const std::filesystem::path& root) {
     SystemInventory inventory;
-    read_running_system(inventory);
+    read_names(inventory);
+    inventory.software_version = "callhome " CALLHOME_VERSION;
+    inventory.interfaces = read_interfaces();
     read_identity(inventory, root);
     inventory.processor = value_of(root / "proc/cpuinfo", "model name", " \t:").value_or(unknown);
     inventory.processor_count = static_cast<unsigned>(lines_with(root / "proc/cpuinfo", "processor\t"));
@@ -155,6 +155,23 @@ SystemInventory read_system_inventory(SoftwareInventory& software, const std::fi
     inventory.package_count = software.count();
     inventory.file_systems = read_file_systems(root / "proc/self/mounts");
     return inventory;
+}
+
+RecentInventory::RecentInventory(std::filesystem::path root, std::chrono::nanoseconds age, Clock clock)
+    : root_(std::move(root)), age_(age), clock_(std::move(clock)), software_(root_) {}
+
+const SystemInventory& RecentInventory::read() {
+    if (!inventory_ || clock_() - read_at_ >= age_) {
+        return read_anew();
+    }
+    read_names(*inventory_);
+    return *inventory_;
+}
+
+const SystemInventory& RecentInventory::read_anew() {
+    read_at_ = clock_();
+    inventory_ = read_system_inventory(software_, root_);
+    return *inventory_;
 }
 
 }  // namespace callhome::service

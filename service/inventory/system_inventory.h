@@ -1,8 +1,11 @@
 // What this machine is and how it fares: the part of a message that no operator has to type.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,5 +51,28 @@ struct SystemInventory {
 // interfaces, host name and kernel are always those of this machine. Does not throw for what is missing or
 // unreadable.
 SystemInventory read_system_inventory(SoftwareInventory& software, const std::filesystem::path& root = "/");
+
+// The same for events that come in storms: to read it takes longer than to make a message of it.
+class RecentInventory {
+ public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+    static constexpr std::chrono::milliseconds usual_age{100};
+
+    explicit RecentInventory(std::filesystem::path root = "/", std::chrono::nanoseconds age = usual_age,
+                             Clock clock = std::chrono::steady_clock::now);
+
+    // What was read less than that age ago, with the host name and kernel of now: what is masked depends on
+    // them. Good until the next call.
+    const SystemInventory& read();
+    const SystemInventory& read_anew();
+
+ private:
+    const std::filesystem::path root_;
+    const std::chrono::nanoseconds age_;
+    const Clock clock_;
+    SoftwareInventory software_;
+    std::chrono::steady_clock::time_point read_at_;
+    std::optional<SystemInventory> inventory_;
+};
 
 }  // namespace callhome::service

@@ -6,6 +6,8 @@
 #include <array>
 #include <string_view>
 
+#include "messages/text.h"
+
 namespace callhome::service {
 namespace {
 
@@ -179,6 +181,16 @@ std::vector<std::string> configuration_lines(const Configuration& configuration)
     add_privacy(lines, configuration.privacy);
     lines.emplace_back(configuration.enabled ? "enable" : "disable");
     return lines;
+}
+
+const std::vector<std::string>& ConfigurationLines::of(const Configuration& configuration) {
+    if (!made_of_ || *made_of_ != configuration) {
+        made_of_.reset();
+        lines_ = configuration_lines(configuration);
+        std::ranges::transform(lines_, lines_.begin(), clean_line);
+        made_of_ = configuration;
+    }
+    return lines_;
 }
 
 }  // namespace callhome::service

@@ -6,6 +6,7 @@
 #include <array>
 #include <iterator>
 
+#include "messages/configuration_lines.h"
 #include "messages/sections.h"
 #include "messages/text.h"
 
@@ -116,7 +117,7 @@ void add_command_sections(MessageContent& content, const MessageSubject& subject
 
 MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,
                                const std::string& profile_name, const Configuration& configuration,
-                               const SystemInventory& inventory) {
+                               const SystemInventory& inventory, ConfigurationLines& lines) {
     MessageContent content;
     content.subject =
         subject.signature != nullptr
@@ -125,9 +126,16 @@ MessageContent compose_content(const MessageSubject& subject, const MessageStamp
     content.blocks = {header_block(subject, stamp, profile_name), event_block(subject),
                       device_block(inventory), contact_block(configuration)};
     std::erase_if(content.blocks, [](const ContentBlock& block) { return block.fields.empty(); });
-    content.sections = compose_sections(subject.type->sections, configuration, inventory);
+    content.sections = compose_sections(subject.type->sections, configuration, inventory, lines);
     add_command_sections(content, subject);
     return content;
+}
+
+MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,
+                               const std::string& profile_name, const Configuration& configuration,
+                               const SystemInventory& inventory) {
+    ConfigurationLines lines;
+    return compose_content(subject, stamp, profile_name, configuration, inventory, lines);
 }
 
 }  // namespace callhome::service

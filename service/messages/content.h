@@ -64,6 +64,12 @@ struct MessageSubject {
     std::span<const CommandOutput> outputs = {};  // of the operator's commands; what it points to stays
 };
 
+class ConfigurationLines;
+
+// `lines` are those of the last messages; without them, they are made for this one.
+MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,
+                               const std::string& profile_name, const Configuration& configuration,
+                               const SystemInventory& inventory, ConfigurationLines& lines);
 MessageContent compose_content(const MessageSubject& subject, const MessageStamp& stamp,
                                const std::string& profile_name, const Configuration& configuration,
                                const SystemInventory& inventory);

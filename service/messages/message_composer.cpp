@@ -42,24 +42,35 @@ MessageSubject subject_for(const Profile& profile, MessageSubject subject) {
     return subject;
 }
 
+const std::shared_ptr<SecretFinder>& finder_for(const Configuration& configuration,
+                                                const SystemInventory& inventory, ComposerMemory& memory) {
+    const KnownNames names{inventory.host_name, inventory.serial_number};
+    if (memory.finder == nullptr || !memory.finder->is_for(configuration.privacy, names)) {
+        memory.finder = std::make_shared<SecretFinder>(configuration.privacy, names);
+    }
+    return memory.finder;
+}
+
 // What an event says. To mask is most of what composing costs, so it is done once for the profiles that
 // take the output of the operator's commands and once for those that do not; else only their names differ.
 class EventContent {
  public:
     EventContent(const MessageSubject& subject, const MessageStamp& stamp,
-                 const Configuration& configuration, const SystemInventory& inventory)
+                 const Configuration& configuration, const SystemInventory& inventory,
+                 ComposerMemory& memory)
         : subject_(subject),
           stamp_(stamp),
           configuration_(configuration),
           inventory_(inventory),
-          masker_(configuration.privacy, {inventory.host_name, inventory.serial_number}) {}
+          lines_(memory.configuration_lines),
+          masker_(finder_for(configuration, inventory, memory)) {}
 
     // Valid until the next call.
     const MessageContent& for_profile(const Profile& profile) {
         std::optional<MessageContent>& content = takes_user_commands(profile) ? whole_ : without_commands_;
         if (!content) {
             content = compose_content(subject_for(profile, subject_), stamp_, profile.name, configuration_,
-                                      inventory_);
+                                      inventory_, lines_);
             mask_content(*content, masker_);
         }
         name_profile(*content, masker_.without_known(masker_.masked(clean_line(profile.name))));
@@ -79,6 +90,7 @@ class EventContent {
     const MessageStamp& stamp_;
     const Configuration& configuration_;
     const SystemInventory& inventory_;
+    ConfigurationLines& lines_;
     Masker masker_;
     std::optional<MessageContent> whole_;
     std::optional<MessageContent> without_commands_;
@@ -122,9 +134,9 @@ MessageStamp make_stamp(long long time, const SystemInventory& inventory) {
 std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& given,
                                          const std::vector<Taker>& takers,
                                          const Configuration& configuration,
-                                         const SystemInventory& inventory) {
+                                         const SystemInventory& inventory, ComposerMemory& memory) {
     const MessageStamp stamp = masked_stamp(given, configuration.privacy);
-    EventContent contents(subject, stamp, configuration, inventory);
+    EventContent contents(subject, stamp, configuration, inventory, memory);
     std::vector<NewMessage> messages;
     for (const Taker& taker : takers) {
         const Profile& profile = *taker.profile;
@@ -147,6 +159,14 @@ std::vector<NewMessage> compose_messages(const MessageSubject& subject, const Me
         messages.push_back(std::move(message));
     }
     return messages;
+}
+
+std::vector<NewMessage> compose_messages(const MessageSubject& subject, const MessageStamp& given,
+                                         const std::vector<Taker>& takers,
+                                         const Configuration& configuration,
+                                         const SystemInventory& inventory) {
+    ComposerMemory memory;
+    return compose_messages(subject, given, takers, configuration, inventory, memory);
 }
 
 }  // namespace callhome::service

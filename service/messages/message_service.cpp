@@ -120,7 +120,8 @@ class MessageService::Implementation {
     const SeriesLimits command_limits_;
     const std::size_t most_open_;
     ProcessingMarker marker_;
-    SoftwareInventory software_;
+    RecentInventory inventory_;
+    ComposerMemory memory_;
     DuplicateThrottle throttle_;
     std::map<std::uint64_t, OpenRequest> open_;
     std::uint64_t in_turn_ = no_request;  // of those that wait for one another
@@ -252,11 +253,13 @@ void MessageService::Implementation::compose_and_offer(std::uint64_t number,
         marker_.raise();
     }
     try {
-        const SystemInventory inventory = read_system_inventory(software_);
+        // An operator who asks wants to see what is, not what was a moment ago.
+        const SystemInventory& inventory = number == in_turn_ ? inventory_.read_anew() : inventory_.read();
         const std::int64_t now = settings_.now();
         const MessageSubject subject = subject_of(request.order, outputs, now);
-        const std::string why_not = offer(request, compose_messages(subject, make_stamp(now, inventory),
-                                                                    takers, configuration_, inventory));
+        const std::string why_not =
+            offer(request, compose_messages(subject, make_stamp(now, inventory), takers, configuration_,
+                                            inventory, memory_));
         if (!why_not.empty()) {
             give_up(number, protocol::Status::limit_reached, why_not);
             return;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 
-#include "messages/configuration_lines.h"
 #include "messages/text.h"
 
 namespace callhome::service {
@@ -52,7 +51,15 @@ void add_file_systems(std::vector<ContentGroup>& groups, const SystemInventory& 
     }
 }
 
-ContentSection state_section(const Configuration& /*configuration*/, const SystemInventory& inventory) {
+// What sections are made of.
+struct Material {
+    const Configuration& configuration;
+    const SystemInventory& inventory;
+    ConfigurationLines& lines;
+};
+
+ContentSection state_section(const Material& material) {
+    const SystemInventory& inventory = material.inventory;
     ContentSection section{"state", "System state", {memory_group(inventory)}, {}};
     section.groups.front().entries.emplace_back("Load", inventory.load);
     section.groups.front().entries.emplace_back("Uptime", duration_text(inventory.uptime));
@@ -60,11 +67,12 @@ ContentSection state_section(const Configuration& /*configuration*/, const Syste
     return section;
 }
 
-ContentSection interface_section(const Configuration& /*configuration*/, const SystemInventory& inventory) {
-    return {"interfaces", "Interfaces", interface_groups(inventory), {}};
+ContentSection interface_section(const Material& material) {
+    return {"interfaces", "Interfaces", interface_groups(material.inventory), {}};
 }
 
-ContentSection hardware_section(const Configuration& /*configuration*/, const SystemInventory& inventory) {
+ContentSection hardware_section(const Material& material) {
+    const SystemInventory& inventory = material.inventory;
     ContentSection section{"hardware", "Hardware", {memory_group(inventory)}, {}};
     section.groups.front().entries.emplace_back("Processor", inventory.processor);
     section.groups.front().entries.emplace_back("Processors", fmt::to_string(inventory.processor_count));
@@ -72,7 +80,8 @@ ContentSection hardware_section(const Configuration& /*configuration*/, const Sy
     return section;
 }
 
-ContentSection software_section(const Configuration& /*configuration*/, const SystemInventory& inventory) {
+ContentSection software_section(const Material& material) {
+    const SystemInventory& inventory = material.inventory;
     const ContentGroup group{"",
                              {{"Software", inventory.software_version},
                               {"Operating system", inventory.operating_system},
@@ -81,13 +90,8 @@ ContentSection software_section(const Configuration& /*configuration*/, const Sy
     return {"software", "Software", {group}, {}};
 }
 
-ContentSection configuration_section(const Configuration& configuration,
-                                     const SystemInventory& /*inventory*/) {
-    ContentSection section{"configuration", "Call-home configuration", {}, {}};
-    for (const std::string& line : configuration_lines(configuration)) {
-        section.lines.push_back(clean_line(line));
-    }
-    return section;
+ContentSection configuration_section(const Material& material) {
+    return {"configuration", "Call-home configuration", {}, material.lines.of(material.configuration)};
 }
 
 // Blanks at the beginning of a line are part of a display.
@@ -104,7 +108,7 @@ std::vector<std::string> lines_of(const std::string& output) {
 
 struct SectionMaker {
     SectionKind kind;
-    ContentSection (*make)(const Configuration&, const SystemInventory&);
+    ContentSection (*make)(const Material&);
 };
 
 constexpr std::array makers{
@@ -118,11 +122,11 @@ constexpr std::array makers{
 }  // namespace
 
 std::vector<ContentSection> compose_sections(unsigned kinds, const Configuration& configuration,
-                                             const SystemInventory& inventory) {
+                                             const SystemInventory& inventory, ConfigurationLines& lines) {
     std::vector<ContentSection> sections;
     for (const SectionMaker& maker : makers) {
         if ((kinds & maker.kind) != 0U) {
-            sections.push_back(maker.make(configuration, inventory));
+            sections.push_back(maker.make({configuration, inventory, lines}));
         }
     }
     return sections;

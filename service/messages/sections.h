@@ -4,13 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "messages/configuration_lines.h"
 #include "messages/content.h"
 
 namespace callhome::service {
 
 // The sections of the mask of SectionKind, in their order.
 std::vector<ContentSection> compose_sections(unsigned kinds, const Configuration& configuration,
-                                             const SystemInventory& inventory);
+                                             const SystemInventory& inventory, ConfigurationLines& lines);
 
 // One for each command, under its name.
 std::vector<ContentSection> command_sections(const std::vector<CommandOutput>& outputs);

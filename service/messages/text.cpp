@@ -31,6 +31,11 @@ bool is_ascii_alphanumeric(char c) {
     return g_ascii_isalnum(c) != 0;
 }
 
+// Most texts, and nothing is to be done about them.
+bool is_clean_ascii(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return (c >= ' ' && c <= '~') || c == '\n'; });
+}
+
 gunichar cleaned(gunichar character) {
     if (character == '\n') {
         return character;
@@ -54,6 +59,9 @@ std::size_t characters_in(std::string_view text) {
 }  // namespace
 
 std::string clean_text(std::string_view text) {
+    if (is_clean_ascii(text)) {
+        return std::string(text);
+    }
     std::string joined;
     joined.reserve(text.size());
     for (std::size_t at = 0; at < text.size(); ++at) {

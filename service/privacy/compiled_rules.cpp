@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <stdexcept>
 
 namespace callhome::service {
@@ -43,29 +42,34 @@ bool is_in(const RE2& pattern, std::string_view line) {
     return RE2::PartialMatch(piece(line), pattern);
 }
 
+// Past the end of the text after the last line.
+std::size_t after(std::string_view text, std::size_t begin) {
+    return begin + line_at(text, begin).size() + 1;
+}
+
 // Where the line that ends the block begins; 0 where none comes, or another block before it.
-std::size_t end_of_block(const CompiledBlock& rule, const TextLines& lines, std::size_t begin) {
+std::size_t end_of_block(const CompiledBlock& rule, std::string_view text, std::size_t begin) {
     if (rule.end == nullptr) {
         return 0;
     }
-    std::size_t at = lines.after(begin);
-    for (std::size_t count = 0; count < longest_block && at < lines.text().size(); ++count) {
-        const std::string_view line = lines.line_at(at);
+    std::size_t at = after(text, begin);
+    for (std::size_t count = 0; count < longest_block && at < text.size(); ++count) {
+        const std::string_view line = line_at(text, at);
         if (is_in(*rule.end, line)) {
             return at;
         }
         if (is_in(*rule.begin, line)) {
             return 0;
         }
-        at = lines.after(at);
+        at = after(text, at);
     }
     return 0;
 }
 
-void find_rows(const CompiledBlock& rule, const TextLines& lines, std::size_t begin,
+void find_rows(const CompiledBlock& rule, std::string_view text, std::size_t begin,
                std::vector<Found>& found) {
-    for (std::size_t at = lines.after(begin); at < lines.text().size(); at = lines.after(at)) {
-        const std::string_view line = lines.line_at(at);
+    for (std::size_t at = after(text, begin); at < text.size(); at = after(text, at)) {
+        const std::string_view line = line_at(text, at);
         re2::StringPiece groups[2];
         if (line.empty() || !rule.row->Match(piece(line), 0, line.size(), RE2::UNANCHORED, groups, 2)) {
             return;
@@ -74,7 +78,7 @@ void find_rows(const CompiledBlock& rule, const TextLines& lines, std::size_t be
             continue;
         }
         const auto place = at + static_cast<std::size_t>(groups[1].data() - line.data());
-        if (auto secret = checked(Check::anything, lines.text(), place, place + groups[1].size())) {
+        if (auto secret = checked(Check::anything, text, place, place + groups[1].size())) {
             found.push_back(std::move(*secret));
         }
     }
@@ -83,11 +87,11 @@ void find_rows(const CompiledBlock& rule, const TextLines& lines, std::size_t be
 }  // namespace
 
 CompiledRule compiled(const std::string& hint, Check check, const std::string& pattern) {
-    return {{hint}, check, compiled_pattern(pattern)};
+    return {{hint}, check, compiled_pattern(pattern), {}};
 }
 
 CompiledRule compiled(const MaskRule& rule) {
-    return {words_of(rule.hints), rule.check, compiled_pattern(expanded(rule.pattern))};
+    return {words_of(rule.hints), rule.check, compiled_pattern(expanded(rule.pattern)), {}};
 }
 
 std::vector<CompiledRule> compiled(std::span<const MaskRule> rules) {
@@ -100,43 +104,25 @@ std::vector<CompiledRule> compiled(std::span<const MaskRule> rules) {
 std::vector<CompiledBlock> compiled(std::span<const BlockRule> rules) {
     std::vector<CompiledBlock> result;
     for (const BlockRule& rule : rules) {
-        result.push_back({rule.hint, compiled_pattern(expanded(rule.begin)),
+        result.push_back({rule.hint,
+                          compiled_pattern(expanded(rule.begin)),
                           compiled_pattern(expanded(rule.row)),
-                          rule.end == nullptr ? nullptr : compiled_pattern(expanded(rule.end))});
+                          rule.end == nullptr ? nullptr : compiled_pattern(expanded(rule.end)),
+                          {}});
     }
     return result;
 }
 
-TextLines::TextLines(std::string_view text) : text_(text), lowered_(text) {
-    std::ranges::transform(lowered_, lowered_.begin(), [](unsigned char c) { return std::tolower(c); });
+std::string_view line_at(std::string_view text, std::size_t begin) {
+    return text.substr(begin, std::min(text.find('\n', begin), text.size()) - begin);
 }
 
-std::string_view TextLines::line_at(std::size_t begin) const {
-    return text_.substr(begin, std::min(text_.find('\n', begin), text_.size()) - begin);
-}
-
-const std::vector<std::size_t>& TextLines::with(const std::string& word) {
-    const auto [entry, is_new] = found_.try_emplace(word);
-    if (is_new) {
-        for (std::size_t at = lowered_.find(word); at < lowered_.size(); at = lowered_.find(word, at)) {
-            const std::size_t before = at == 0 ? std::string::npos : lowered_.rfind('\n', at - 1);
-            const std::size_t begin = before == std::string::npos ? 0 : before + 1;
-            entry->second.push_back(begin);
-            at = after(begin);
-        }
-    }
-    return entry->second;
-}
-
-std::vector<std::size_t> TextLines::with_one_of(const std::vector<std::string>& words) {
+std::vector<std::size_t> lines_with(const std::string& word, std::string_view text) {
     std::vector<std::size_t> lines;
-    for (const std::string& word : words) {
-        const std::vector<std::size_t>& found = with(word);
-        lines.insert(lines.end(), found.begin(), found.end());
-    }
-    if (words.size() > 1) {
-        std::ranges::sort(lines);
-        lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+    for (std::size_t at = text.find(word); at < text.size(); at = text.find(word, at)) {
+        const std::size_t before = at == 0 ? std::string_view::npos : text.rfind('\n', at - 1);
+        lines.push_back(before == std::string_view::npos ? 0 : before + 1);
+        at = after(text, lines.back());
     }
     return lines;
 }
@@ -164,19 +150,21 @@ void find_in_line(const CompiledRule& rule, std::string_view line, std::vector<F
     }
 }
 
-void find_blocks(const CompiledBlock& rule, TextLines& lines, std::vector<Found>& found) {
+void find_blocks(const CompiledBlock& rule, std::string_view text, const std::vector<HintedLine>& lines,
+                 std::vector<Found>& found) {
     std::size_t passed = 0;
-    for (const std::size_t begin : lines.with_one_of({rule.hint})) {
-        if (begin < passed || !is_in(*rule.begin, lines.line_at(begin))) {
+    for (const HintedLine& line : lines) {
+        const std::size_t begin = line.begin;
+        const bool is_one = (line.hints & rule.places).any() && begin >= passed;
+        if (!is_one || !is_in(*rule.begin, line_at(text, begin))) {
             continue;
         }
-        const std::size_t body = lines.after(begin);
-        const std::size_t end = end_of_block(rule, lines, begin);
+        const std::size_t body = after(text, begin);
+        const std::size_t end = end_of_block(rule, text, begin);
         if (end == 0) {
-            find_rows(rule, lines, begin, found);
+            find_rows(rule, text, begin, found);
         } else if (end > body + 1) {
-            const std::string_view text = lines.text().substr(body, end - 1 - body);
-            found.push_back({body, end - 1, std::string(text)});
+            found.push_back({body, end - 1, std::string(text.substr(body, end - 1 - body))});
             passed = end;
         }
     }

@@ -3,7 +3,6 @@
 
 #include <re2/re2.h>
 
-#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "privacy/checks.h"
+#include "privacy/hint_scanner.h"
 #include "privacy/rules.h"
 
 namespace callhome::service {
@@ -19,6 +19,7 @@ struct CompiledRule {
     std::vector<std::string> hints;
     Check check;
     std::unique_ptr<const RE2> pattern;
+    Hints places = {};  // of the hints in the list of the scanner that is used
 };
 
 struct CompiledBlock {
@@ -26,6 +27,7 @@ struct CompiledBlock {
     std::unique_ptr<const RE2> begin;
     std::unique_ptr<const RE2> row;
     std::unique_ptr<const RE2> end;  // null where there is none
+    Hints places = {};
 };
 
 // Throws std::logic_error for a pattern that is none: the tables are at fault then.
@@ -34,30 +36,15 @@ CompiledRule compiled(const std::string& hint, Check check, const std::string& p
 std::vector<CompiledRule> compiled(std::span<const MaskRule> rules);
 std::vector<CompiledBlock> compiled(std::span<const BlockRule> rules);
 
-// A text, and which of its lines a word stands in. The text must outlive it.
-class TextLines {
- public:
-    explicit TextLines(std::string_view text);
-
-    std::string_view text() const { return text_; }
-    // The beginnings of the lines that hold one of the words, in order.
-    std::vector<std::size_t> with_one_of(const std::vector<std::string>& words);
-    std::string_view line_at(std::size_t begin) const;
-    // Where the next line begins; past the end of the text after the last one.
-    std::size_t after(std::size_t begin) const { return begin + line_at(begin).size() + 1; }
-
- private:
-    const std::vector<std::size_t>& with(const std::string& word);
-
-    std::string_view text_;
-    std::string lowered_;
-    std::map<std::string, std::vector<std::size_t>, std::less<>> found_;  // by word
-};
+std::string_view line_at(std::string_view text, std::size_t begin);
+// The beginnings of the lines that hold the word, in order; both in lower case.
+std::vector<std::size_t> lines_with(const std::string& word, std::string_view text);
 
 // Adds what the rule finds in the line, as places in it.
 void find_in_line(const CompiledRule& rule, std::string_view line, std::vector<Found>& found);
 
-// Adds what the rule finds in the text, as places in it.
-void find_blocks(const CompiledBlock& rule, TextLines& lines, std::vector<Found>& found);
+// Adds what the rule finds in the text, as places in it. `lines` are those with hints.
+void find_blocks(const CompiledBlock& rule, std::string_view text, const std::vector<HintedLine>& lines,
+                 std::vector<Found>& found);
 
 }  // namespace callhome::service

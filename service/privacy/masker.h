@@ -1,28 +1,22 @@
 // Takes out of the texts of a message what its readers are not to see.
 #pragma once
 
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "store/configuration.h"
+#include "privacy/secret_finder.h"
 
 namespace callhome::service {
 
-// What this switch is called, empty where that is not known: masked also where no pattern would tell.
-struct KnownNames {
-    std::string host_name;
-    std::string serial_number;
-};
-
 // For one message. The same secret has the same mask in all its texts, different ones have different masks;
-// which stands for which goes with this object. Texts are UTF-8, and so is what becomes of them. Takes a
-// time linear in a text's length.
+// which stands for which goes with this object. Texts are UTF-8, and so is what becomes of them.
 class Masker {
  public:
     Masker(const Privacy& privacy, const KnownNames& names);
+    // With a finder that other messages have, too.
+    explicit Masker(std::shared_ptr<SecretFinder> finder);
     ~Masker();
 
     Masker(const Masker&) = delete;
