@@ -41,12 +41,19 @@ void initialize_once() {
 
 // Plain ASCII in short lines stays readable for whoever looks at the mail's source.
 GMimeContentEncoding encoding_of(std::string_view text) {
-    std::size_t line = 0;
-    for (const char c : text) {
-        line = c == '\n' ? 0 : line + 1;
-        if (line > longest_line || static_cast<unsigned char>(c) > last_ascii) {
+    unsigned char all_bits = 0;
+    for (const char c : text) {  // without a branch, so that many bytes are taken at once
+        all_bits |= static_cast<unsigned char>(c);
+    }
+    if (all_bits > last_ascii) {
+        return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
+    }
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        if (end - begin > longest_line) {
             return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
         }
+        begin = end + 1;
     }
     return GMIME_CONTENT_ENCODING_7BIT;
 }

@@ -1,8 +1,11 @@
 #include "inventory/system_inventory.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "temporary_folder.h"
 
@@ -98,6 +101,37 @@ TEST(Interfaces, IncludeTheLoopbackWithItsAddress) {
     ASSERT_NE(loopback, interfaces.end());
     EXPECT_NE(std::find(loopback->addresses.begin(), loopback->addresses.end(), "127.0.0.1/8"),
               loopback->addresses.end());
+}
+
+constexpr std::chrono::milliseconds good_for{100};
+
+TEST_F(Inventory, IsReadAgainWhenItIsOld) {
+    std::chrono::steady_clock::time_point now{};
+    RecentInventory recent(folder_.path(), good_for, [&] { return now; });
+    file("proc/uptime", "17.3 1\n");
+    EXPECT_EQ(recent.read().uptime, 17U);
+    file("proc/uptime", "18.4 1\n");
+    now += good_for - std::chrono::nanoseconds(1);
+    EXPECT_EQ(recent.read().uptime, 17U);
+    now += std::chrono::nanoseconds(1);
+    EXPECT_EQ(recent.read().uptime, 18U);
+    file("proc/uptime", "19.5 1\n");
+    EXPECT_EQ(recent.read_anew().uptime, 19U);
+    EXPECT_EQ(recent.read().uptime, 19U);
+}
+
+// What is masked depends on it. Only the thread of the test has that name.
+TEST_F(Inventory, HasTheHostNameOfNow) {
+    std::thread([&] {
+        if (::unshare(CLONE_NEWUTS) != 0) {
+            GTEST_SKIP() << "needs the right to have a host name of its own";
+        }
+        RecentInventory recent(folder_.path(), std::chrono::hours(1));
+        for (const std::string name : {"one", "two"}) {
+            ASSERT_EQ(::sethostname(name.data(), name.size()), 0);
+            EXPECT_EQ(recent.read().host_name, name);
+        }
+    }).join();
 }
 
 }  // namespace

@@ -72,6 +72,16 @@ TEST(CleanText, IsValidForAnyBytes) {
     }
 }
 
+TEST(CleanText, MakesTheSameOfPlainTextWhateverStandsBehindIt) {
+    const std::string behind = "\u00fc";
+    for (int byte = 0; byte < 0x80; ++byte) {
+        for (const char next : {'a', '\n', '\r'}) {
+            const std::string text{'x', static_cast<char>(byte), next, 'y'};
+            EXPECT_EQ(clean_text(text) + behind, clean_text(text + behind)) << byte;
+        }
+    }
+}
+
 TEST(CutTo, NeverSplitsACharacter) {
     const std::string text = "aü東😀";  // 1 + 2 + 3 + 4 bytes
     const std::size_t kept[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 10};
