@@ -6,6 +6,8 @@
 #include <map>
 #include <memory>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 namespace callhome::service {
 namespace {
@@ -175,6 +177,22 @@ TEST(MailBody, ComesBackAsItWasInUtf8) {
         const std::string text = build_mail(mail);
         EXPECT_EQ(header(text, "Content-Type"), "text/plain; charset=utf-8");
         EXPECT_EQ(text_of(g_mime_message_get_mime_part(parse(text).get())), body);
+    }
+}
+
+TEST(MailBody, InAsciiStandsBehindTheHeadersWithMailLineEnds) {
+    const std::vector<std::pair<std::string, std::string>> bodies{
+        {"", ""},
+        {"a", "a\r\n"},
+        {"a\n", "a\r\n"},
+        {"\n\nFrom b\n.\n", "\r\n\r\nFrom b\r\n.\r\n"},
+        {"a\r\nb", "a\r\nb\r\n"}};
+    for (const auto& [body, lines] : bodies) {
+        Mail mail = sample_mail();
+        mail.body = body;
+        const std::string text = build_mail(mail);
+        EXPECT_EQ(text.substr(text.find("\r\n\r\n") + 4), lines);
+        EXPECT_EQ(header(text, "Content-Transfer-Encoding"), "7bit");
     }
 }
 
