@@ -32,7 +32,7 @@ class FindingsMemory {
 
     // A text that would take most of the room on its own is not worth it.
     bool is_kept(std::string_view text) const;
-    // Null for a text that it does not know. Good until the next call of keep().
+    // Null for a text that it does not know; only such a one may be kept. Good until the next keep().
     const Findings* of(std::string_view text);
     const Findings& keep(std::string_view text, Findings findings);
 

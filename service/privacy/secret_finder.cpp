@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t shortest_name = 2;  // of what is looked for as a word
 constexpr std::size_t shortest_serial = 4;
 constexpr std::size_t longest_known = 128;  // bytes
-constexpr std::int64_t known_memory = 64L * 1024 * 1024;
+constexpr std::int64_t known_memory = 16L * 1024 * 1024;
 
 struct Rules {
     std::vector<CompiledRule> secrets = compiled(secret_rules());

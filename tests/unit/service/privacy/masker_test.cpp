@@ -89,6 +89,11 @@ TEST(Masker, LeavesWhatStandsAroundASecret) {
     EXPECT_EQ(masked(high, "10.1.2.3:443 and 10.1.2.4/24"), "<masked-1>:443 and <masked-2>");
 }
 
+TEST(Masker, WhatKeepsANumberInOneLineKeepsNoneInAnother) {
+    EXPECT_EQ(masked(high, "version 10.1.2.3\naddress 10.1.2.3\nversion 10.1.2.4"),
+              "version 10.1.2.3\naddress <masked-1>\nversion 10.1.2.4");
+}
+
 TEST(Masker, GivesTheSameSecretTheSameMaskAndDifferentOnesDifferentMasks) {
     Masker masker(everything, names);
     EXPECT_EQ(masker.masked("password hunter2x\npassword hunter3x\nsecret: hunter2x"),

@@ -75,6 +75,16 @@ TEST(SecretFinder, FindsInEachMessageWhatANewOneFinds) {
     }));
 }
 
+TEST(SecretFinder, EachMessageHasSecretsOfItsOwn) {
+    const auto finder = std::make_shared<SecretFinder>(levels.front(), names);
+    Masker first(finder);
+    EXPECT_EQ(first.masked("password Xk29fLm3pQ"), "password <masked-1>");
+    EXPECT_EQ(first.without_known("Xk29fLm3pQ or Yk38fLm3pR"), "<masked-1> or Yk38fLm3pR");
+    Masker second(finder);
+    EXPECT_EQ(second.masked("password Yk38fLm3pR"), "password <masked-1>");
+    EXPECT_EQ(second.without_known("Xk29fLm3pQ or Yk38fLm3pR"), "Xk29fLm3pQ or <masked-1>");
+}
+
 TEST(SecretFinder, IsForOneSettingAndTheseNames) {
     const SecretFinder finder({true, false}, names);
     EXPECT_TRUE(finder.is_for({true, false}, names));
@@ -106,6 +116,7 @@ TEST(FindingsMemory, ForgetsWhatWasNotAskedForTheLongestTime) {
     memory.keep("three", findings_of(3));
     EXPECT_EQ(memory.texts(), 2U);
     EXPECT_EQ(memory.of("two"), nullptr);
+    ASSERT_TRUE(memory.of("one") != nullptr && memory.of("three") != nullptr);
     EXPECT_EQ(memory.of("one")->secrets.size(), 1U);
     EXPECT_EQ(memory.of("three")->secrets.size(), 3U);
 }
