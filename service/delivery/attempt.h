@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "delivery/connection.h"
 #include "delivery/route.h"
 #include "delivery/settings.h"
 
@@ -65,7 +66,12 @@ struct DeliveryJob {
     std::shared_ptr<const std::string> content;
 };
 
-// Blocks for as long as the limits allow, for each route; ends early when a stop is requested.
-Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop);
+// Blocks for as long as the limits allow, for each route; ends early when a stop is requested. Goes on with
+// the kept connection where that leads to a place of the job, and may leave another one behind.
+Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
+                KeptConnection& kept);
+
+// Whether a connection to this place (of Way::place) may serve the job.
+bool may_go_to(const DeliveryJob& job, const std::string& place);
 
 }  // namespace callhome::service

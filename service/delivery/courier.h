@@ -5,6 +5,8 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -24,17 +26,33 @@ class Courier {
     Courier(const Courier&) = delete;
     Courier& operator=(const Courier&) = delete;
 
+    // The job goes to who has a connection to its host, so that there are not more connections to a host
+    // than jobs for it at the same time.
     void submit(DeliveryJob job);
 
  private:
-    void work(const std::stop_token& stop);
+    struct Worker {
+        std::condition_variable_any has_job;
+        std::optional<DeliveryJob> job;
+        std::string place;  // to which its connection leads; empty for none
+        bool is_free = true;
+    };
+    struct WaitingJob {
+        DeliveryJob job;
+        unsigned passed_over = 0;
+    };
+
+    void work(Worker& worker, const std::stop_token& stop);
+    std::optional<DeliveryJob> next_job(Worker& worker, KeptConnection& kept, const std::stop_token& stop);
+    void take_back(Worker& worker, std::string place);
+    Worker* free_worker_for(const DeliveryJob& job);
 
     TransferLimits limits_;
     Done done_;
     std::mutex mutex_;
-    std::condition_variable_any work_waits_;
-    std::deque<DeliveryJob> jobs_;
-    std::vector<std::jthread> workers_;  // last: the threads use all of the above
+    std::deque<WaitingJob> jobs_;  // for which no worker was free
+    std::deque<Worker> workers_;
+    std::vector<std::jthread> threads_;  // last: the threads use all of the above
 };
 
 }  // namespace callhome::service
