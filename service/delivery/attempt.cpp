@@ -1,7 +1,5 @@
 #include "delivery/attempt.h"
 
-#include <algorithm>
-
 #include "delivery/http_client.h"
 #include "delivery/http_way.h"
 #include "delivery/smtp_client.h"
@@ -52,12 +50,15 @@ std::string failure_of(const Outcome& outcome) {
     return outcome.through.empty() ? outcome.reason : outcome.through + ": " + outcome.reason;
 }
 
-bool may_go_to(const DeliveryJob& job, const std::string& place) {
-    return job.carrier == Carrier::smtp
-               ? std::ranges::find(job.routes, place,
-                                   [](const MailRoute& route) { return place_of(route); }) !=
-                     job.routes.end()
-               : place == place_of(job.http, job.receiver);
+std::vector<std::string> places_of(const DeliveryJob& job) {
+    if (job.carrier == Carrier::http) {
+        return {place_of(job.http, job.receiver)};
+    }
+    std::vector<std::string> places;
+    for (const MailRoute& route : job.routes) {
+        places.push_back(place_of(route));
+    }
+    return places;
 }
 
 Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,

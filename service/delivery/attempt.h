@@ -71,7 +71,7 @@ struct DeliveryJob {
 Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
                 KeptConnection& kept);
 
-// Whether a connection to this place (of Way::place) may serve the job.
-bool may_go_to(const DeliveryJob& job, const std::string& place);
+// To which connections may serve the job, as Way::place has it.
+std::vector<std::string> places_of(const DeliveryJob& job);
 
 }  // namespace callhome::service

@@ -34,26 +34,33 @@ Courier::~Courier() {
     }
 }
 
+bool Courier::Task::may_go_to(const std::string& place) const {
+    return std::ranges::find(places, place) != places.end();
+}
+
 void Courier::submit(DeliveryJob job) {
-    const std::lock_guard lock(mutex_);
-    Worker* const worker = free_worker_for(job);
+    std::vector<std::string> places = places_of(job);
+    Task task{std::move(job), std::move(places)};
+    std::unique_lock lock(mutex_);
+    Worker* const worker = free_worker_for(task);
     if (worker == nullptr) {
-        jobs_.push_back({std::move(job)});
+        tasks_.push_back(std::move(task));
         return;
     }
     worker->is_free = false;
-    worker->job = std::move(job);
-    worker->has_job.notify_one();
+    worker->task = std::move(task);
+    lock.unlock();
+    worker->has_task.notify_one();
 }
 
 // Better one without a connection than one that has to close its own.
-Courier::Worker* Courier::free_worker_for(const DeliveryJob& job) {
+Courier::Worker* Courier::free_worker_for(const Task& task) {
     Worker* best = nullptr;
     for (Worker& worker : workers_) {
         if (!worker.is_free) {
             continue;
         }
-        if (!worker.place.empty() && may_go_to(job, worker.place)) {
+        if (task.may_go_to(worker.place)) {
             return &worker;
         }
         if (best == nullptr || (worker.place.empty() && !best->place.empty())) {
@@ -63,57 +70,57 @@ Courier::Worker* Courier::free_worker_for(const DeliveryJob& job) {
     return best;
 }
 
-// A worker that is free takes the oldest job that waits, or rather one for which it has a connection, as
+// A worker that is free takes the oldest task that waits, or rather one for which it has a connection, as
 // long as nobody waits forever for that.
 void Courier::take_back(Worker& worker, std::string place) {
     const std::lock_guard lock(mutex_);
     worker.place = std::move(place);
-    worker.is_free = jobs_.empty();
-    if (jobs_.empty()) {
+    worker.is_free = tasks_.empty();
+    if (tasks_.empty()) {
         return;
     }
-    auto next = jobs_.begin();
-    if (!worker.place.empty() && next->passed_over < most_passed_over) {
-        const auto same_place = std::ranges::find_if(
-            jobs_, [&](const WaitingJob& waiting) { return may_go_to(waiting.job, worker.place); });
-        next = same_place == jobs_.end() ? next : same_place;
-        jobs_.front().passed_over += next == jobs_.begin() ? 0 : 1;
+    auto next = tasks_.begin();
+    if (next->passed_over < most_passed_over) {
+        const auto same_place =
+            std::ranges::find_if(tasks_, [&](const Task& task) { return task.may_go_to(worker.place); });
+        next = same_place == tasks_.end() ? next : same_place;
+        tasks_.front().passed_over += next == tasks_.begin() ? 0 : 1;
     }
-    worker.job = std::move(next->job);
-    jobs_.erase(next);
+    worker.task = std::move(*next);
+    tasks_.erase(next);
 }
 
-// Closes a connection that nobody has a job for. Nothing when the service ends.
-std::optional<DeliveryJob> Courier::next_job(Worker& worker, KeptConnection& kept,
-                                             const std::stop_token& stop) {
+// Closes a connection for which nothing has come. Nothing when the service ends.
+std::optional<Courier::Task> Courier::next_task(Worker& worker, KeptConnection& kept,
+                                                const std::stop_token& stop) {
     std::unique_lock lock(mutex_);
-    const auto has_job = [&worker] { return worker.job.has_value(); };
-    if (const auto idle_end = kept.end();
-        idle_end && !worker.has_job.wait_until(lock, stop, *idle_end, has_job)) {
-        worker.is_free = false;  // while it is busy saying goodbye
+    const auto has_task = [&worker] { return worker.task.has_value(); };
+    const auto idle_end = kept.end();
+    if (idle_end && !worker.has_task.wait_until(lock, stop, *idle_end, has_task)) {
+        worker.is_free = false;  // while it says goodbye
         lock.unlock();
         kept.close();
         take_back(worker, "");
         lock.lock();
     }
-    if (!worker.has_job.wait(lock, stop, has_job) || stop.stop_requested()) {
+    if (!worker.has_task.wait(lock, stop, has_task) || stop.stop_requested()) {
         return std::nullopt;
     }
-    return std::exchange(worker.job, std::nullopt);
+    return std::exchange(worker.task, std::nullopt);
 }
 
 void Courier::work(Worker& worker, const std::stop_token& stop) {
     block_signals();
     KeptConnection kept;
-    while (const auto job = next_job(worker, kept, stop)) {
-        if (!may_go_to(*job, kept.place())) {
+    while (const auto task = next_task(worker, kept, stop)) {
+        if (!task->may_go_to(kept.place())) {
             kept.close();
         }
-        Outcome outcome = attempt(*job, limits_, stop, kept);
-        // Who hears of the outcome may have the next job for the same place.
+        Outcome outcome = attempt(task->job, limits_, stop, kept);
+        // Who hears of the outcome may have the next task for the same place.
         take_back(worker, kept.place());
         if (outcome.verdict != Verdict::stopped) {
-            done_(job->delivery_id, std::move(outcome));
+            done_(task->job.delivery_id, std::move(outcome));
         }
     }
 }

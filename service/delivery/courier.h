@@ -31,26 +31,29 @@ class Courier {
     void submit(DeliveryJob job);
 
  private:
+    struct Task {
+        DeliveryJob job;
+        std::vector<std::string> places;  // to which a connection may serve it
+        unsigned passed_over = 0;
+
+        bool may_go_to(const std::string& place) const;
+    };
     struct Worker {
-        std::condition_variable_any has_job;
-        std::optional<DeliveryJob> job;
+        std::condition_variable_any has_task;
+        std::optional<Task> task;
         std::string place;  // to which its connection leads; empty for none
         bool is_free = true;
     };
-    struct WaitingJob {
-        DeliveryJob job;
-        unsigned passed_over = 0;
-    };
 
     void work(Worker& worker, const std::stop_token& stop);
-    std::optional<DeliveryJob> next_job(Worker& worker, KeptConnection& kept, const std::stop_token& stop);
+    std::optional<Task> next_task(Worker& worker, KeptConnection& kept, const std::stop_token& stop);
     void take_back(Worker& worker, std::string place);
-    Worker* free_worker_for(const DeliveryJob& job);
+    Worker* free_worker_for(const Task& task);
 
     TransferLimits limits_;
     Done done_;
     std::mutex mutex_;
-    std::deque<WaitingJob> jobs_;  // for which no worker was free
+    std::deque<Task> tasks_;  // for which no worker was free
     std::deque<Worker> workers_;
     std::vector<std::jthread> threads_;  // last: the threads use all of the above
 };
