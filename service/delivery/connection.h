@@ -73,6 +73,7 @@ class KeptConnection {
 
     // Where it leads; empty when there is none.
     std::string place() const { return connection_ == nullptr ? "" : connection_->way().place; }
+    bool is_encrypted() const { return connection_ != nullptr && connection_->is_encrypted; }
     // When it has been idle for long enough.
     std::optional<std::chrono::steady_clock::time_point> end() const;
 

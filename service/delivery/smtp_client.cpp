@@ -300,8 +300,9 @@ std::optional<Outcome> perform(const Transfer& transfer, std::unique_ptr<Connect
 }
 
 Outcome send(Transfer transfer, const std::stop_token& stop, KeptConnection& kept) {
-    if (auto connection = kept.take(way_of(transfer)); connection != nullptr) {
-        transfer.has_encrypted = connection->is_encrypted;
+    const Way way = way_of(transfer);
+    transfer.has_encrypted = kept.place() == way.place && kept.is_encrypted();
+    if (auto connection = kept.take(way); connection != nullptr) {
         connection->handle().obey(stop);
         if (auto outcome = perform(transfer, std::move(connection), kept)) {
             return *std::move(outcome);
