@@ -2,7 +2,6 @@
 in good time. A server that ends them costs no try."""
 import unittest
 
-import certificates
 import failing
 import scripted
 
@@ -22,8 +21,6 @@ class LeavingMail(scripted.Mail):
 class KeptConnections(failing.Cases):
     def setUp(self):
         super().setUp()
-        self.authority = certificates.Authority(self.folder)
-        self.context = self.authority.context()
         self.servers = self.folder / "servers"
         self.servers.mkdir()
         self.login("switch17", SECRET)
