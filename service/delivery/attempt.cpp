@@ -1,6 +1,7 @@
 #include "delivery/attempt.h"
 
 #include "delivery/http_client.h"
+#include "delivery/http_way.h"
 #include "delivery/smtp_client.h"
 #include "messages/text.h"
 
@@ -20,7 +21,8 @@ std::string joined(const std::vector<FailedServer>& failures) {
 
 // Each server in turn until one takes the mail or refuses it for good. When none does, the reasons of all
 // are told: the first server is usually the one that matters.
-Outcome attempt_mail(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
+Outcome attempt_mail(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
+                     KeptConnection& kept) {
     if (!is_plain_address(job.receiver)) {
         return {Verdict::refused, "", "this is not an e-mail address that mail can be sent to"};
     }
@@ -29,7 +31,7 @@ Outcome attempt_mail(const DeliveryJob& job, const TransferLimits& limits, const
         if (stop.stop_requested()) {
             return {Verdict::stopped, "", ""};
         }
-        Outcome next = send_by_smtp(job, route, limits, stop);
+        Outcome next = send_by_smtp(job, route, limits, stop, kept);
         if (next.verdict != Verdict::postponed) {
             next.failed_before = std::move(failures);
             return next;
@@ -48,10 +50,22 @@ std::string failure_of(const Outcome& outcome) {
     return outcome.through.empty() ? outcome.reason : outcome.through + ": " + outcome.reason;
 }
 
-Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
+std::vector<std::string> places_of(const DeliveryJob& job) {
+    if (job.carrier == Carrier::http) {
+        return {place_of(job.http, job.receiver)};
+    }
+    std::vector<std::string> places;
+    for (const MailRoute& route : job.routes) {
+        places.push_back(place_of(route));
+    }
+    return places;
+}
+
+Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
+                KeptConnection& kept) {
     const auto begin = std::chrono::steady_clock::now();
-    Outcome outcome =
-        job.carrier == Carrier::smtp ? attempt_mail(job, limits, stop) : post_by_http(job, limits, stop);
+    Outcome outcome = job.carrier == Carrier::smtp ? attempt_mail(job, limits, stop, kept)
+                                                   : post_by_http(job, limits, stop, kept);
     outcome.took =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
     return outcome;

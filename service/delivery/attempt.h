@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "delivery/connection.h"
 #include "delivery/route.h"
 #include "delivery/settings.h"
 
@@ -65,7 +66,12 @@ struct DeliveryJob {
     std::shared_ptr<const std::string> content;
 };
 
-// Blocks for as long as the limits allow, for each route; ends early when a stop is requested.
-Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop);
+// Blocks for as long as the limits allow, for each route; ends early when a stop is requested. Goes on with
+// the kept connection where that leads to a place of the job, and may leave another one behind.
+Outcome attempt(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
+                KeptConnection& kept);
+
+// To which connections may serve the job, as Way::place has it.
+std::vector<std::string> places_of(const DeliveryJob& job);
 
 }  // namespace callhome::service

@@ -5,6 +5,8 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -24,17 +26,36 @@ class Courier {
     Courier(const Courier&) = delete;
     Courier& operator=(const Courier&) = delete;
 
+    // The job goes to who has a connection to its host, so that there are not more connections to a host
+    // than jobs for it at the same time.
     void submit(DeliveryJob job);
 
  private:
-    void work(const std::stop_token& stop);
+    struct Task {
+        DeliveryJob job;
+        std::vector<std::string> places;  // to which a connection may serve it
+        unsigned passed_over = 0;
+
+        bool may_go_to(const std::string& place) const;
+    };
+    struct Worker {
+        std::condition_variable_any has_task;
+        std::optional<Task> task;
+        std::string place;  // to which its connection leads; empty for none
+        bool is_free = true;
+    };
+
+    void work(Worker& worker, const std::stop_token& stop);
+    std::optional<Task> next_task(Worker& worker, KeptConnection& kept, const std::stop_token& stop);
+    void take_back(Worker& worker, std::string place);
+    Worker* free_worker_for(const Task& task);
 
     TransferLimits limits_;
     Done done_;
     std::mutex mutex_;
-    std::condition_variable_any work_waits_;
-    std::deque<DeliveryJob> jobs_;
-    std::vector<std::jthread> workers_;  // last: the threads use all of the above
+    std::deque<Task> tasks_;  // for which no worker was free
+    std::deque<Worker> workers_;
+    std::vector<std::jthread> threads_;  // last: the threads use all of the above
 };
 
 }  // namespace callhome::service

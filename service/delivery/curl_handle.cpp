@@ -1,6 +1,8 @@
 #include "delivery/curl_handle.h"
 
 #include <fmt/format.h>
+#include <poll.h>
+#include <sys/socket.h>
 
 #include <mutex>
 
@@ -17,6 +19,11 @@ void initialize_once() {
 int stop_when_asked(void* stop, curl_off_t /*to_receive*/, curl_off_t /*received*/, curl_off_t /*to_send*/,
                     curl_off_t /*sent*/) {
     return static_cast<const std::stop_token*>(stop)->stop_requested() ? 1 : 0;
+}
+
+curl_socket_t open_nothing(void* /*context*/, curlsocktype /*purpose*/,
+                           curl_sockaddr* /*address*/) noexcept {
+    return CURL_SOCKET_BAD;
 }
 
 CURL* new_handle() {
@@ -72,9 +79,58 @@ CurlHandle::CurlHandle(const char* protocols, const TransferLimits& limits, cons
         set(CURLOPT_CAINFO, limits.authorities.c_str());
         set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
+    obey(stop);
+}
+
+void CurlHandle::obey(const std::stop_token& stop) {
     set(CURLOPT_NOPROGRESS, 0L);
     set(CURLOPT_XFERINFOFUNCTION, &stop_when_asked);
     set(CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));
+}
+
+// Options that only store a value cannot fail.
+void CurlHandle::release() noexcept {
+    CURL* const handle = handle_.get();
+    curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 1L);
+    curl_easy_setopt(handle, CURLOPT_VERBOSE, 0L);
+    for (const CURLoption option :
+         {CURLOPT_XFERINFODATA, CURLOPT_DEBUGDATA, CURLOPT_READDATA, CURLOPT_WRITEDATA, CURLOPT_HEADERDATA,
+          CURLOPT_MAIL_RCPT, CURLOPT_HTTPHEADER, CURLOPT_POSTFIELDS}) {
+        curl_easy_setopt(handle, option, nullptr);
+    }
+}
+
+void CurlHandle::hold_connection() noexcept {
+    release();
+    held_connect_code_ = connect_code();
+    is_held_ = true;
+    curl_easy_setopt(handle_.get(), CURLOPT_OPENSOCKETFUNCTION, &open_nothing);
+}
+
+curl_socket_t CurlHandle::open_socket() const noexcept {
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    return curl_easy_getinfo(handle_.get(), CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK ? socket
+                                                                                        : CURL_SOCKET_BAD;
+}
+
+bool CurlHandle::is_connection_quiet() const noexcept {
+    pollfd socket{open_socket(), POLLIN, 0};
+    return socket.fd != CURL_SOCKET_BAD && ::poll(&socket, 1, 0) == 0;
+}
+
+// libcurl says goodbye by itself when it closes a connection, and waits for minutes if nobody answers. On a
+// socket that is shut down this comes to nothing.
+void CurlHandle::take_leave(const char* command, std::chrono::milliseconds within) noexcept {
+    CURL* const handle = handle_.get();
+    curl_easy_setopt(handle, CURLOPT_UPLOAD, 0L);
+    curl_easy_setopt(handle, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(within.count()));
+    if (is_connection_quiet() && curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, command) == CURLE_OK) {
+        perform();
+    }
+    if (const curl_socket_t socket = open_socket(); socket != CURL_SOCKET_BAD) {
+        ::shutdown(socket, SHUT_RDWR);
+    }
 }
 
 long CurlHandle::number(CURLINFO info) const {
@@ -83,7 +139,14 @@ long CurlHandle::number(CURLINFO info) const {
     return number;
 }
 
+long CurlHandle::connect_code() const {
+    return is_held_ ? held_connect_code_ : number(CURLINFO_HTTP_CONNECTCODE);
+}
+
 bool CurlHandle::was_connected() const {
+    if (is_held_) {
+        return true;
+    }
     curl_off_t microseconds = 0;
     curl_easy_getinfo(handle_.get(), CURLINFO_CONNECT_TIME_T, &microseconds);
     return microseconds > 0;

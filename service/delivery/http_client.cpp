@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -17,6 +18,7 @@ constexpr long login_at_proxy = 407;
 constexpr long login_wanted = 401;  // of the receiver; but there are proxies that say so of a wrong login
 constexpr std::array<long, 3> passing_errors{408, 425, 429};  // time-out, too early, too many requests
 
+constexpr const char* no_goodbye = nullptr;
 constexpr const char* not_an_address = "this is not an HTTP or HTTPS address";
 
 // What is read of an answer, head and body. Nothing in it is wanted but its status: more than this ends the
@@ -51,11 +53,11 @@ enum class Sender : std::uint8_t { receiver, proxy, either };
 
 // A proxy's login can be set right: what it has kept back is not refused.
 std::string why_no_login(long status, const HttpWay& way, Sender sender) {
+    const bool has_login = !way.proxy_login.user.empty();
     if (status == login_at_proxy) {
-        return way.has_proxy_login ? ": the login in its settings is refused there"
-                                   : ": a login is wanted there";
+        return has_login ? ": the login in its settings is refused there" : ": a login is wanted there";
     }
-    if (status != login_wanted || !way.has_proxy_login || sender == Sender::receiver) {
+    if (status != login_wanted || !has_login || sender == Sender::receiver) {
         return "";
     }
     return sender == Sender::proxy
@@ -125,39 +127,80 @@ CurlList headers_of(const DeliveryJob& job) {
     return headers;
 }
 
-Outcome post(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
+// Nothing of what this is given by address is known to libcurl when it is over.
+CURLcode post(const DeliveryJob& job, CurlHandle& handle, Answer& answer) {
     const CurlList headers = headers_of(job);
-    Answer answer;
-    CurlHandle handle(http_protocols, limits, stop);
     handle.set(CURLOPT_URL, job.receiver.c_str());
-    HttpWay way = choose_way(handle, job.http, limits);
-    if (way.why_none.empty()) {
-        way.why_none = find_way(handle, job.http, job.receiver, limits);
-    }
-    if (!way.why_none.empty()) {
-        return {Verdict::postponed, "", std::move(way.why_none)};
-    }
-    handle.set(CURLOPT_HTTPHEADER, headers.get());
     handle.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(job.content->size()));
     handle.set(CURLOPT_POSTFIELDS, job.content->c_str());
-    handle.set(CURLOPT_FOLLOWLOCATION, 0L);
-    handle.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    handle.set(CURLOPT_HTTPHEADER, headers.get());
     handle.set(CURLOPT_HEADERFUNCTION, &take_head);
     handle.set(CURLOPT_HEADERDATA, &answer);
     handle.set(CURLOPT_WRITEFUNCTION, &take_body);
     handle.set(CURLOPT_WRITEDATA, &answer);
     const CURLcode result = handle.perform();
+    handle.release();
+    return result;
+}
+
+Way way_of(const DeliveryJob& job, const TransferLimits& limits, const HttpWay& way) {
+    return {place_of(job.http, job.receiver),
+            {way.proxy_login.user, way.proxy_login.secret, stamp_of(limits.authorities)}};
+}
+
+// The connection was there no more. The receiver knows by its key what it has already.
+bool has_ended_before(CURLcode result, const Answer& answer) {
+    return result != CURLE_OK && result != CURLE_ABORTED_BY_CALLBACK &&
+           result != CURLE_OPERATION_TIMEDOUT && answer.bytes == 0;
+}
+
+// Nothing when another connection has to be opened.
+std::optional<Outcome> perform(const DeliveryJob& job, const HttpWay& way,
+                               std::unique_ptr<Connection> connection, KeptConnection& kept) {
+    Answer answer;
+    const CURLcode result = post(job, connection->handle(), answer);
     if (result == CURLE_URL_MALFORMAT) {
-        return {Verdict::refused, "", not_an_address};
+        return Outcome{Verdict::refused, "", not_an_address};
     }
-    Outcome outcome = judge(result, handle, answer, job, way);
-    outcome.through = who_answered(job, handle, outcome.verdict);
+    if (connection->was_used() && has_ended_before(result, answer)) {
+        return std::nullopt;
+    }
+    Outcome outcome = judge(result, connection->handle(), answer, job, way);
+    outcome.through = who_answered(job, connection->handle(), outcome.verdict);
+    if (result == CURLE_OK && outcome.verdict == Verdict::delivered) {
+        kept.keep(std::move(connection));
+    }
     return outcome;
+}
+
+Outcome send(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
+             KeptConnection& kept) {
+    HttpWay way = http_way(job.http, limits);
+    if (!way.why_none.empty()) {
+        return {Verdict::postponed, "", std::move(way.why_none)};
+    }
+    if (auto connection = kept.take(way_of(job, limits, way)); connection != nullptr) {
+        connection->handle().obey(stop);
+        if (auto outcome = perform(job, way, std::move(connection), kept)) {
+            return *std::move(outcome);
+        }
+    }
+    auto connection =
+        std::make_unique<Connection>(way_of(job, limits, way), http_protocols, no_goodbye, limits, stop);
+    CurlHandle& handle = connection->handle();
+    take_way(handle, job.http, way);
+    if (std::string why = find_way(handle, job.http, job.receiver, limits); !why.empty()) {
+        return {Verdict::postponed, "", std::move(why)};
+    }
+    handle.set(CURLOPT_FOLLOWLOCATION, 0L);
+    handle.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    return perform(job, way, std::move(connection), kept).value();
 }
 
 }  // namespace
 
-Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop) {
+Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
+                     KeptConnection& kept) {
     if (!is_http_url(job.receiver)) {
         return {Verdict::refused, "", not_an_address};
     }
@@ -165,7 +208,7 @@ Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const
         return {Verdict::postponed, "", std::move(reason)};
     }
     try {
-        return post(job, limits, stop);
+        return send(job, limits, stop, kept);
     } catch (const std::exception& error) {
         return {Verdict::postponed, "", clean_line(error.what())};
     }

@@ -7,6 +7,7 @@
 
 namespace callhome::service {
 
-Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop);
+Outcome post_by_http(const DeliveryJob& job, const TransferLimits& limits, const std::stop_token& stop,
+                     KeptConnection& kept);
 
 }  // namespace callhome::service

@@ -70,12 +70,12 @@ Fetcher::Fetcher(const HttpRoute& route, const TransferLimits& limits, const std
       route_(route),
       limits_(limits),
       why_unusable_(why_unusable(route)) {
-    if (why_unusable_.empty()) {
-        why_unusable_ = choose_way(handle_, route, limits).why_none;
-    }
     if (!why_unusable_.empty()) {
         return;
     }
+    const HttpWay way = http_way(route, limits);
+    why_unusable_ = way.why_none;
+    take_way(handle_, route, way);
     handle_.set(CURLOPT_FOLLOWLOCATION, 0L);
     handle_.set(CURLOPT_WRITEFUNCTION, &take_body);
 }

@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "delivery/endpoint.h"
-#include "delivery/server_settings.h"
 
 namespace callhome::service {
 namespace {
@@ -55,24 +54,37 @@ std::string why_unusable(const HttpRoute& route) {
                   : "what is configured as HTTP proxy is not the name or address of a host";
 }
 
-HttpWay choose_way(CurlHandle& handle, const HttpRoute& route, const TransferLimits& limits) {
-    leave_through_vrf(handle, route.vrf_name);
+HttpWay http_way(const HttpRoute& route, const TransferLimits& limits) {
     if (route.proxy.empty()) {
         return {};
     }
     const auto settings = proxy_settings(limits.server_folder, route.proxy);
     if (const auto* unusable = std::get_if<UnusableSettings>(&settings)) {
-        return {.why_none = unusable->why};
+        return {.why_none = unusable->why, .proxy_login = {}};
+    }
+    return {.why_none = "", .proxy_login = std::get<ProxySettings>(settings).login};
+}
+
+void take_way(CurlHandle& handle, const HttpRoute& route, const HttpWay& way) {
+    leave_through_vrf(handle, route.vrf_name);
+    if (route.proxy.empty()) {
+        return;
     }
     handle.set(CURLOPT_PROXY, ("http://" + authority_of(route.proxy, route.proxy_port)).c_str());
-    const ServerLogin& login = std::get<ProxySettings>(settings).login;
-    if (login.user.empty()) {
-        return {};
+    if (!way.proxy_login.user.empty()) {
+        handle.set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC));
+        handle.set(CURLOPT_PROXYUSERNAME, way.proxy_login.user.c_str());
+        handle.set(CURLOPT_PROXYPASSWORD, way.proxy_login.secret.c_str());
     }
-    handle.set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC));
-    handle.set(CURLOPT_PROXYUSERNAME, login.user.c_str());
-    handle.set(CURLOPT_PROXYPASSWORD, login.secret.c_str());
-    return {.why_none = "", .has_proxy_login = true};
+}
+
+// The URL's part up to its path, as it is written: it may bear a login.
+std::string place_of(const HttpRoute& route, const std::string& url) {
+    constexpr std::string_view after_scheme = "://";
+    const std::size_t scheme = url.find(after_scheme);
+    const std::size_t host = scheme == std::string::npos ? 0 : scheme + after_scheme.size();
+    const std::string origin = url.substr(0, url.find_first_of("/?#\\", host));
+    return fmt::format("{} {}:{} {}", origin, route.proxy, route.proxy_port, route.vrf_name);
 }
 
 std::string find_way(CurlHandle& handle, const HttpRoute& route, const std::string& url,

@@ -6,6 +6,7 @@
 
 #include "delivery/curl_handle.h"
 #include "delivery/route.h"
+#include "delivery/server_settings.h"
 
 namespace callhome::service {
 
@@ -17,17 +18,23 @@ bool is_http_url(std::string_view url);
 std::string why_unusable(const HttpRoute& route);
 
 struct HttpWay {
-    std::string why_none;          // the proxy's settings cannot be used
-    bool has_proxy_login = false;  // the proxy is told who asks
+    std::string why_none;     // the proxy's settings cannot be used
+    ServerLogin proxy_login;  // of who asks the proxy, where it is told
 };
 
-// Through the proxy and the VRF, where there are any.
-HttpWay choose_way(CurlHandle& handle, const HttpRoute& route, const TransferLimits& limits);
+// The way as it is laid down now, without a look at the network.
+HttpWay http_way(const HttpRoute& route, const TransferLimits& limits);
+
+// Leads the transfer through the proxy and the VRF, where there are any.
+void take_way(CurlHandle& handle, const HttpRoute& route, const HttpWay& way);
 
 // Looks up within the VRF what this URL needs: its host, or the proxy. Gives the reason when it is not
 // found.
 std::string find_way(CurlHandle& handle, const HttpRoute& route, const std::string& url,
                      const TransferLimits& limits);
+
+// As Way::place has it, for this URL.
+std::string place_of(const HttpRoute& route, const std::string& url);
 
 // "host:port" of an HTTP URL, in lower case; empty for what is none.
 std::string authority_of_url(const std::string& url);

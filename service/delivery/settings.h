@@ -31,6 +31,14 @@ struct TransferLimits {
     std::chrono::milliseconds connect{10'000};
     std::chrono::milliseconds total{120'000};
     std::chrono::seconds response{20};  // whole seconds, at least 1
+    // A connection is kept for the next message: for so long without one, which is what other senders of
+    // mail allow and less than any server does; for so many in all, the number at which servers commonly
+    // draw the line; and not for longer than this, since names and servers change.
+    std::chrono::milliseconds keep_idle{3'000};
+    unsigned keep_for_messages = 100;
+    std::chrono::milliseconds keep_for{300'000};
+    // For the answer to the goodbye, which may hold up the end of the service.
+    std::chrono::milliseconds goodbye{500};
     // PEM file of those who vouch for servers; empty for those that the system believes.
     std::filesystem::path authorities;
     // Where the settings of single mail servers and proxies are laid down; empty for nowhere.

@@ -6,7 +6,9 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "delivery/curl_handle.h"
 #include "delivery/endpoint.h"
@@ -20,6 +22,7 @@ namespace {
 constexpr std::uint32_t standard_port = 25;
 constexpr std::size_t longest_reason = 400;  // bytes of a server's words that are kept
 constexpr const char* protocols = "smtp,smtps";
+constexpr const char* goodbye = "QUIT";
 constexpr const char* plain_logins = "AUTH=PLAIN;AUTH=LOGIN";  // they pass encrypted connections only
 constexpr const char* settings_section = "MAIL SERVERS in callhomed(8)";
 
@@ -82,10 +85,12 @@ struct Transfer {
     const MailRoute& route;
     const TransferLimits& limits;
     const MailServerSettings& settings;
+    bool has_encrypted = false;  // a moment ago
 
     // A login and a server that has once shown that it can do better go through nothing less.
     bool demands_encryption() const {
-        const bool known = settings.encryption == Encryption::as_known && route.is_known_to_encrypt;
+        const bool known =
+            settings.encryption == Encryption::as_known && (route.is_known_to_encrypt || has_encrypted);
         return settings.encryption == Encryption::required || known || !settings.login.user.empty();
     }
     bool encrypts_on_connect() const { return settings.encryption == Encryption::on_connect; }
@@ -228,27 +233,86 @@ std::string direct(CurlHandle& handle, const Transfer& transfer) {
     return find_within_vrf(handle, route.vrf_name, route.host, port_of(route), transfer.limits);
 }
 
-Outcome perform(const Transfer& transfer, const std::stop_token& stop) {
-    const DeliveryJob& job = transfer.job;
-    Conversation heard;
-    Content content{*job.content, heard};
+Way way_of(const Transfer& transfer) {
+    const MailServerSettings& settings = transfer.settings;
+    const std::filesystem::path& authorities =
+        settings.authorities.empty() ? transfer.limits.authorities : settings.authorities;
+    return {place_of(transfer.route),
+            {transfer.job.own_name, transfer.encrypts_on_connect() ? "smtps" : "smtp",
+             std::to_string(transfer.encryption()), transfer.certified_name(), authorities.string(),
+             stamp_of(authorities), settings.login.user, settings.login.secret}};
+}
+
+struct Opened {
+    std::unique_ptr<Connection> connection;
+    std::string why_not;
+};
+
+// Ready to be opened, at the first transfer.
+Opened open_connection(const Transfer& transfer, const std::stop_token& stop) {
+    auto connection =
+        std::make_unique<Connection>(way_of(transfer), protocols, goodbye, transfer.limits, stop);
+    std::string why_not = direct(connection->handle(), transfer);
+    secure(connection->handle(), transfer);
+    return {std::move(connection), std::move(why_not)};
+}
+
+// Nothing of what this is given by address is known to libcurl when it is over.
+CURLcode carry(const DeliveryJob& job, CurlHandle& handle, Content& content, Conversation& heard) {
     const CurlList receivers = curl_list(job.receiver);
-    // Declared after what libcurl may write to until it is gone.
-    CurlHandle handle(protocols, transfer.limits, stop);
-    if (std::string why = direct(handle, transfer); !why.empty()) {
-        return {Verdict::postponed, name_of(transfer.route), std::move(why)};
-    }
-    secure(handle, transfer);
     handle.set(CURLOPT_MAIL_FROM, job.sender.c_str());
-    handle.set(CURLOPT_MAIL_RCPT, receivers.get());
     handle.set(CURLOPT_UPLOAD, 1L);
     handle.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(job.content->size()));
+    handle.set(CURLOPT_MAIL_RCPT, receivers.get());
     handle.set(CURLOPT_READFUNCTION, &read_content);
     handle.set(CURLOPT_READDATA, &content);
     handle.set(CURLOPT_DEBUGFUNCTION, &listen);
     handle.set(CURLOPT_DEBUGDATA, &heard);
     handle.set(CURLOPT_VERBOSE, 1L);
-    return judge(handle.perform(), handle, transfer, heard);
+    const CURLcode result = handle.perform();
+    handle.release();
+    return result;
+}
+
+// The connection was there no more, or the server wanted to have no more mail over it; and it cannot have
+// this one.
+bool has_ended_before(CURLcode result, const Content& content, const Conversation& heard) {
+    return result != CURLE_OK && result != CURLE_ABORTED_BY_CALLBACK &&
+           result != CURLE_OPERATION_TIMEDOUT && !content.rest.empty() &&
+           heard.may_be_about_the_connection();
+}
+
+// Nothing when another connection has to be opened.
+std::optional<Outcome> perform(const Transfer& transfer, std::unique_ptr<Connection> connection,
+                               KeptConnection& kept) {
+    Conversation heard(connection->is_encrypted);
+    Content content{*transfer.job.content, heard};
+    const CURLcode result = carry(transfer.job, connection->handle(), content, heard);
+    if (connection->was_used() && has_ended_before(result, content, heard)) {
+        return std::nullopt;
+    }
+    Outcome outcome = judge(result, connection->handle(), transfer, heard);
+    if (outcome.verdict == Verdict::delivered) {
+        connection->is_encrypted = outcome.is_encrypted;
+        kept.keep(std::move(connection));
+    }
+    return outcome;
+}
+
+Outcome send(Transfer transfer, const std::stop_token& stop, KeptConnection& kept) {
+    const Way way = way_of(transfer);
+    transfer.has_encrypted = kept.place() == way.place && kept.is_encrypted();
+    if (auto connection = kept.take(way); connection != nullptr) {
+        connection->handle().obey(stop);
+        if (auto outcome = perform(transfer, std::move(connection), kept)) {
+            return *std::move(outcome);
+        }
+    }
+    Opened opened = open_connection(transfer, stop);
+    if (!opened.why_not.empty()) {
+        return {Verdict::postponed, name_of(transfer.route), std::move(opened.why_not)};
+    }
+    return perform(transfer, std::move(opened.connection), kept).value();
 }
 
 }  // namespace
@@ -257,8 +321,12 @@ std::string name_of(const MailRoute& route) {
     return authority_of(route.host, port_of(route));
 }
 
+std::string place_of(const MailRoute& route) {
+    return fmt::format("mail {} {}", name_of(route), route.vrf_name);
+}
+
 Outcome send_by_smtp(const DeliveryJob& job, const MailRoute& route, const TransferLimits& limits,
-                     const std::stop_token& stop) {
+                     const std::stop_token& stop, KeptConnection& kept) {
     if (std::string reason = why_unusable(route); !reason.empty()) {
         return {Verdict::postponed, name_of(route), std::move(reason)};
     }
@@ -267,7 +335,7 @@ Outcome send_by_smtp(const DeliveryJob& job, const MailRoute& route, const Trans
         return {Verdict::postponed, name_of(route), unusable->why};
     }
     try {
-        return perform({job, route, limits, std::get<MailServerSettings>(settings)}, stop);
+        return send({job, route, limits, std::get<MailServerSettings>(settings)}, stop, kept);
     } catch (const std::exception& error) {
         return {Verdict::postponed, name_of(route), clean_line(error.what())};
     }

@@ -3,10 +3,16 @@
 #pragma once
 
 #include "delivery/attempt.h"
+#include "delivery/connection.h"
 
 namespace callhome::service {
 
+// Goes on with the kept connection where it leads to this server under the same settings. That it has ended
+// meanwhile is no try: the mail goes over another one at once, unless it may have got through whole.
 Outcome send_by_smtp(const DeliveryJob& job, const MailRoute& route, const TransferLimits& limits,
-                     const std::stop_token& stop);
+                     const std::stop_token& stop, KeptConnection& kept);
+
+// As Way::place has it.
+std::string place_of(const MailRoute& route);
 
 }  // namespace callhome::service

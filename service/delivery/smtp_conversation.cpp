@@ -15,12 +15,13 @@ constexpr std::string_view second_greeting = "HELO";
 constexpr std::string_view content_command = "content";
 constexpr std::string_view encryption_command = "STARTTLS";
 constexpr std::string_view login_command = "AUTH";
+constexpr std::string_view first_of_mail = "MAIL";
 constexpr std::string_view farewell = "QUIT";
 constexpr std::string_view mark = "<secret>";
 
 // Whatever else libcurl sends is a part of a login.
-constexpr std::array<std::string_view, 7> verbs{"EHLO", "HELO", encryption_command, login_command, "MAIL",
-                                                "RCPT", "DATA"};
+constexpr std::array<std::string_view, 7> verbs{
+    "EHLO", "HELO", encryption_command, login_command, first_of_mail, "RCPT", "DATA"};
 
 }  // namespace
 
@@ -72,12 +73,16 @@ int Conversation::code() const {
 }
 
 bool Conversation::is_about_the_mail() const {
-    constexpr std::array<std::string_view, 4> of_the_mail{"MAIL", "RCPT", "DATA", content_command};
+    constexpr std::array<std::string_view, 4> of_the_mail{first_of_mail, "RCPT", "DATA", content_command};
     return std::ranges::find(of_the_mail, command_) != of_the_mail.end();
 }
 
 bool Conversation::is_logging_in() const {
     return command_ == login_command;
+}
+
+bool Conversation::may_be_about_the_connection() const {
+    return code() < first_failure || code() == closing || command_ == first_of_mail;
 }
 
 std::string Conversation::expected() const {

@@ -8,6 +8,9 @@ namespace callhome::service {
 
 class Conversation {
  public:
+    // From the greeting on; or, on a connection that has carried mail before, from the next mail on.
+    explicit Conversation(bool is_encrypted = false) : is_encrypted_(is_encrypted) {}
+
     void take_command(std::string_view bytes);
     void take_content();
     void take_reply(std::string_view bytes);
@@ -20,6 +23,8 @@ class Conversation {
     // True where a refusal concerns this mail and its receiver, and not the server's state.
     bool is_about_the_mail() const;
     bool is_logging_in() const;
+    // What went wrong may lie in the connection: its end, or a server that has had enough mail on it.
+    bool may_be_about_the_connection() const;
     // What was to come when the conversation broke off, for "… while it was to answer EHLO".
     std::string expected() const;
 
@@ -29,7 +34,7 @@ class Conversation {
     const std::string& refusal() const { return refusal_; }
 
  private:
-    std::string command_;  // the verb; empty before the greeting
+    std::string command_;  // the verb; empty before the first one
     std::string reply_;
     bool is_reply_of_before_ = false;  // to the command before
     bool is_encrypted_ = false;

@@ -97,9 +97,10 @@ class HttpPeers(harness.EndToEnd):
                 proxy = self.start_peer(kind, "switch17", SECRET)
                 self.settings("user switch17", f"secret {SECRET}")
                 service = self.through(proxy, nginx, f"service-{name}")
-                done = self.shell(service, "callhome test")
-                self.assertIn(f"through the proxy 127.0.0.1:{proxy.port}\n", done.stdout)
-                self.assert_posted(service, nginx)
+                for number in (1, 2, 3):  # over the way that is open
+                    done = self.shell(service, "callhome test")
+                    self.assertIn(f"through the proxy 127.0.0.1:{proxy.port}\n", done.stdout)
+                    self.assert_posted(service, nginx, number)
                 self.assertNotIn(SECRET, service.log.read_text() + done.stdout)
 
     def test_a_proxy_that_wants_a_login_keeps_the_message_until_it_has_the_right_one(self):

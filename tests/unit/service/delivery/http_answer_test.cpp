@@ -7,6 +7,7 @@
 #include "delivery/http_client.h"
 #include "delivery/http_way.h"
 #include "delivery/lane.h"
+#include "lone_attempt.h"
 #include "scripted_server.h"
 #include "temporary_folder.h"
 
@@ -35,7 +36,7 @@ struct Post {
         job.content_type = "text/plain; charset=utf-8";
         job.key = key;
         job.content = std::make_shared<const std::string>(content);
-        return attempt(job, limits, {});
+        return tests::attempt_alone(job, limits);
     }
 };
 

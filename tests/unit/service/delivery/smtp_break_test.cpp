@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "delivery/smtp_client.h"
+#include "lone_attempt.h"
 #include "scripted_server.h"
 
 namespace callhome::service {
@@ -28,7 +29,7 @@ Outcome send_to(std::uint16_t port) {
     job.sender = "switch1@example.com";
     job.own_name = "switch1";
     job.content = std::make_shared<const std::string>("Subject: x\r\n\r\nhello\r\n");
-    return send_by_smtp(job, {"127.0.0.1", port, "", false}, limits, {});
+    return tests::send_alone(job, {"127.0.0.1", port, "", false}, limits);
 }
 
 SmtpServer::Script at(const Stage& stage, const std::string& reply) {

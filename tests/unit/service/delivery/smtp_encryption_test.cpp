@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "delivery/smtp_client.h"
+#include "lone_attempt.h"
 #include "scripted_server.h"
 #include "temporary_folder.h"
 
@@ -36,7 +37,7 @@ class SmtpEncryption : public testing::Test {
         job.sender = "switch1@example.com";
         job.own_name = "switch1";
         job.content = std::make_shared<const std::string>("Subject: x\r\n\r\nhello\r\n");
-        return send_by_smtp(job, {"127.0.0.1", server.port(), "", is_known_to_encrypt}, limits, {});
+        return tests::send_alone(job, {"127.0.0.1", server.port(), "", is_known_to_encrypt}, limits);
     }
     static void expect_nothing_said(const SmtpServer& server) {
         EXPECT_TRUE(server.mails().empty());

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "delivery/http_client.h"
+#include "lone_attempt.h"
 #include "scripted_server.h"
 
 namespace callhome::service {
@@ -264,10 +265,10 @@ TEST(VrfNames, LeadAPostToWhereTheyPointWithinTheVrf) {
     job.receiver = "http://collector.inside.example:" + std::to_string(web.port()) + "/";
     job.http.vrf_name = loopback_device;
     job.content = std::make_shared<const std::string>("x");
-    const Outcome outcome = attempt(job, limits, {});
+    const Outcome outcome = tests::attempt_alone(job, limits);
     EXPECT_EQ(outcome.verdict, Verdict::delivered) << outcome.reason;
     job.http = {"proxy.inside.example", web.port(), loopback_device};
-    EXPECT_EQ(attempt(job, limits, {}).verdict, Verdict::delivered);
+    EXPECT_EQ(tests::attempt_alone(job, limits).verdict, Verdict::delivered);
     EXPECT_EQ(names.names().back(), "proxy.inside.example");
 }
 

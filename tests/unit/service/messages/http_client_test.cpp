@@ -7,6 +7,7 @@
 
 #include "delivery/http_route.h"
 #include "inventory/interfaces.h"
+#include "lone_attempt.h"
 #include "row_name.h"
 #include "scripted_server.h"
 
@@ -24,7 +25,7 @@ Outcome post_on(const HttpRoute& route, const std::string& url, const std::strin
     job.http = route;
     job.content_type = "application/xml; charset=utf-8";
     job.content = std::make_shared<const std::string>(content);
-    return attempt(job, limits, {});
+    return tests::attempt_alone(job, limits);
 }
 
 Outcome post(const std::string& url, const std::string& content = "<a/>") {

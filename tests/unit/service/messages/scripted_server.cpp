@@ -147,11 +147,17 @@ std::string SmtpServer::scripted(const std::string& stage, const std::string& ar
     return script_ ? script_(stage, argument) : good_answer;
 }
 
-// False when the conversation is over.
+// False when the conversation is over. Who is told that the mail is taken finds it among the others.
 bool SmtpServer::answer(int connection, const std::string& stage, const std::string& argument,
-                        bool& accepted) {
-    const std::string reply = scripted(stage, argument);
+                        bool& accepted, const ReceivedMail* mail) {
+    std::string reply = scripted(stage, argument);
+    const bool drops = reply.ends_with(then_drop);
+    reply.erase(reply.size() - (drops ? then_drop.size() : 0));
     accepted = reply == good_answer || reply.front() == '2' || reply.front() == '3';
+    if (accepted && mail != nullptr) {
+        const std::lock_guard lock(mutex_);
+        mails_.push_back(*mail);
+    }
     if (reply == drop_connection) {
         return false;
     }
@@ -164,7 +170,7 @@ bool SmtpServer::answer(int connection, const std::string& stage, const std::str
                        : good != good_answers.end() ? good->second
                                                     : "502 unknown command") +
                           "\r\n");
-    return stage != "QUIT";
+    return stage != "QUIT" && !drops;
 }
 
 bool SmtpServer::take_content(int connection, std::string& rest, ReceivedMail& mail) {
@@ -206,12 +212,7 @@ void SmtpServer::serve(int connection) {
         if (!take_content(connection, rest, mail)) {
             return;
         }
-        const bool goes_on = answer(connection, "content", mail.receiver, accepted);
-        if (accepted) {
-            const std::lock_guard lock(mutex_);
-            mails_.push_back(mail);
-        }
-        if (!goes_on) {
+        if (!answer(connection, "content", mail.receiver, accepted, &mail)) {
             return;
         }
         mail = {};
@@ -231,30 +232,73 @@ std::vector<std::string> HttpServer::requests() const {
     return requests_;
 }
 
-void HttpServer::serve(int connection) {
-    constexpr std::string_view length_header = "Content-Length: ";
-    std::string request;
-    std::size_t head = std::string::npos;
-    while ((head = request.find("\r\n\r\n")) == std::string::npos) {
-        if (!read_more(connection, request)) {
-            return;
+HttpServer::HttpServer(Script script) : script_(std::move(script)) {
+    start();
+}
+
+bool HttpServer::take_head(int connection, std::string& rest, std::string& head) const {
+    constexpr std::string_view end_of_head = "\r\n\r\n";
+    std::size_t end = std::string::npos;
+    while ((end = rest.find(end_of_head)) == std::string::npos) {
+        if (!read_more(connection, rest)) {
+            return false;
         }
     }
-    if (request.find("Expect: 100-continue") != std::string::npos) {
+    head = rest.substr(0, end + end_of_head.size());
+    rest.erase(0, head.size());
+    return true;
+}
+
+bool HttpServer::take_request(int connection, std::string& rest, const std::string& head) {
+    constexpr std::string_view length_header = "Content-Length: ";
+    if (head.find("Expect: 100-continue") != std::string::npos) {
         write(connection, "HTTP/1.1 100 Continue\r\n\r\n");
     }
     std::size_t length = 0;
-    if (const std::size_t at = request.find(length_header); at != std::string::npos) {
-        std::from_chars(request.data() + at + length_header.size(), request.data() + head, length);
+    if (const std::size_t at = head.find(length_header); at != std::string::npos) {
+        std::from_chars(head.data() + at + length_header.size(), head.data() + head.size(), length);
     }
-    while (request.size() < head + 4 + length) {
-        if (!read_more(connection, request)) {
-            return;
+    while (rest.size() < length) {
+        if (!read_more(connection, rest)) {
+            return false;
         }
     }
-    {
-        const std::lock_guard lock(mutex_);
-        requests_.push_back(request);
+    const std::lock_guard lock(mutex_);
+    requests_.push_back(head + rest.substr(0, length));
+    rest.erase(0, length);
+    return true;
+}
+
+void HttpServer::serve_by_script(int connection) {
+    std::string rest;
+    std::string head;
+    while (take_head(connection, rest, head)) {
+        std::size_t number = 0;
+        {
+            const std::lock_guard lock(mutex_);
+            number = ++heads_;
+        }
+        const std::string answer = script_(number);
+        if (answer == drop_connection || !take_request(connection, rest, head)) {
+            return;
+        }
+        if (answer == stay_silent) {
+            wait_for_peer_to_leave(connection);
+            return;
+        }
+        write(connection, answer);
+    }
+}
+
+void HttpServer::serve(int connection) {
+    if (script_) {
+        serve_by_script(connection);
+        return;
+    }
+    std::string rest;
+    std::string head;
+    if (!take_head(connection, rest, head) || !take_request(connection, rest, head)) {
+        return;
     }
     if (free_answer_) {
         free_answer_([connection](const std::string& text) { return write(connection, text); });

@@ -15,6 +15,7 @@ namespace callhome::service::tests {
 // What the server does instead of a good answer.
 inline const std::string drop_connection = "<drop>";
 inline const std::string stay_silent = "<silent>";
+inline const std::string then_drop = "<then drop>";  // at the end of a reply by SMTP
 inline const std::string good_answer;
 
 struct ReceivedMail {
@@ -76,7 +77,8 @@ class SmtpServer : public ScriptedServer {
     void serve(int connection) override;
 
  private:
-    bool answer(int connection, const std::string& stage, const std::string& argument, bool& accepted);
+    bool answer(int connection, const std::string& stage, const std::string& argument, bool& accepted,
+                const ReceivedMail* mail = nullptr);
     bool take_content(int connection, std::string& rest, ReceivedMail& mail);
     std::string scripted(const std::string& stage, const std::string& argument);
 
@@ -95,6 +97,10 @@ class HttpServer : public ScriptedServer {
     explicit HttpServer(std::string answer);
     // After `answer` the server is silent until the peer leaves.
     explicit HttpServer(std::function<void(const Write& write)> answer);
+    // Asked for each request when its head has come, with its number from 1 on; gives a whole answer, or
+    // one of the above. The connection stays open for the next request.
+    using Script = std::function<std::string(std::size_t number)>;
+    explicit HttpServer(Script script);
     ~HttpServer() override { stop(); }
 
     std::vector<std::string> requests() const;  // head and body
@@ -103,9 +109,15 @@ class HttpServer : public ScriptedServer {
     void serve(int connection) override;
 
  private:
+    bool take_head(int connection, std::string& rest, std::string& head) const;
+    bool take_request(int connection, std::string& rest, const std::string& head);
+    void serve_by_script(int connection);
+
     mutable std::mutex mutex_;
     std::string answer_;
     std::function<void(const Write& write)> free_answer_;
+    Script script_;
+    std::size_t heads_ = 0;
     std::vector<std::string> requests_;
 };
 

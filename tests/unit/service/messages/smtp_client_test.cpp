@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "delivery/mail_routes.h"
+#include "lone_attempt.h"
 #include "row_name.h"
 #include "scripted_server.h"
 
@@ -37,7 +38,7 @@ MailRoute route_to(const ScriptedServer& server) {
 }
 
 Outcome send(const DeliveryJob& job, const MailRoute& route) {
-    return send_by_smtp(job, route, short_limits(), {});
+    return tests::send_alone(job, route, short_limits());
 }
 
 SmtpServer::Script answering(const std::string& at, const std::string& with) {
@@ -192,7 +193,7 @@ TEST(Smtp, EndsWhenAStopIsRequested) {
     std::stop_source stop;
     stop.request_stop();
     TransferLimits limits;  // the long ones
-    EXPECT_EQ(send_by_smtp(sample_job(), route_to(server), limits, stop.get_token()).verdict,
+    EXPECT_EQ(tests::send_alone(sample_job(), route_to(server), limits, stop.get_token()).verdict,
               Verdict::stopped);
 }
 
@@ -204,7 +205,7 @@ TEST(Attempt, GoesFromServerToServerUntilOneTakesTheMail) {
     DeliveryJob job = sample_job();
     job.routes = {
         {"127.0.0.1", closed.number(), ""}, route_to(busy), route_to(good), route_to(never_asked)};
-    const Outcome outcome = attempt(job, short_limits(), {});
+    const Outcome outcome = tests::attempt_alone(job, short_limits());
     EXPECT_EQ(outcome.verdict, Verdict::delivered);
     EXPECT_EQ(outcome.through, "127.0.0.1:" + std::to_string(good.port()));
     EXPECT_EQ(busy.connections(), 1);
@@ -221,12 +222,12 @@ TEST(Attempt, EndsWithTheServerThatRefusesForGood) {
     const SmtpServer never_asked;
     DeliveryJob job = sample_job();
     job.routes = {route_to(refusing), route_to(never_asked)};
-    EXPECT_EQ(attempt(job, short_limits(), {}).verdict, Verdict::refused);
+    EXPECT_EQ(tests::attempt_alone(job, short_limits()).verdict, Verdict::refused);
     EXPECT_EQ(never_asked.connections(), 0);
 }
 
 TEST(Attempt, WithoutAServerSaysWhatToConfigure) {
-    const Outcome outcome = attempt(sample_job(), short_limits(), {});
+    const Outcome outcome = tests::attempt_alone(sample_job(), short_limits());
     EXPECT_EQ(outcome.verdict, Verdict::postponed);
     EXPECT_NE(outcome.reason.find("transport email mail-server HOST"), std::string::npos);
 }
@@ -237,7 +238,7 @@ TEST(Attempt, SendsNothingToWhatIsNoAddress) {
         DeliveryJob job = sample_job();
         job.receiver = receiver;
         job.routes = {route_to(server)};
-        EXPECT_EQ(attempt(job, short_limits(), {}).verdict, Verdict::refused) << receiver;
+        EXPECT_EQ(tests::attempt_alone(job, short_limits()).verdict, Verdict::refused) << receiver;
     }
     EXPECT_EQ(server.connections(), 0);
 }
