@@ -32,19 +32,25 @@ std::vector<std::string> columns_of(const NewMessage& message) {
 constexpr std::size_t most_passed = 64;
 constexpr std::size_t few_lanes = 8;
 
+static_assert(waiting == 1, "indexes of what waits are used where a statement says so in numbers");
+
 constexpr const char* first_in_turn =
-    "SELECT id, message_id, receiver, attempts, lane, next_attempt_at FROM deliveries"
-    " WHERE state = ? AND (attempts > 0) = ? AND next_attempt_at <= ? ORDER BY next_attempt_at, id";
+    "SELECT id, message_id, receiver, attempts, lane, next_attempt_at"
+    " FROM deliveries INDEXED BY waiting_by_turn"
+    " WHERE state = 1 AND (attempts > 0) = ? AND next_attempt_at <= ? ORDER BY next_attempt_at, id";
 
 constexpr const char* first_in_lane =
-    "SELECT id, message_id, receiver, attempts, lane, next_attempt_at FROM deliveries"
-    " WHERE state = ? AND lane = ? AND (attempts > 0) = ? AND next_attempt_at <= ?"
+    "SELECT id, message_id, receiver, attempts, lane, next_attempt_at"
+    " FROM deliveries INDEXED BY waiting_by_lane"
+    " WHERE state = 1 AND lane = ? AND (attempts > 0) = ? AND next_attempt_at <= ?"
     " ORDER BY next_attempt_at, id";
 
 // Each lane by a step in the index, not by a look at each delivery.
 constexpr const char* first_lanes =
-    "WITH RECURSIVE lanes (lane) AS (SELECT min(lane) FROM deliveries WHERE state = 1 UNION ALL"
-    " SELECT (SELECT min(lane) FROM deliveries WHERE state = 1 AND lane > lanes.lane)"
+    "WITH RECURSIVE lanes (lane) AS"
+    " (SELECT min(lane) FROM deliveries INDEXED BY waiting_by_lane WHERE state = 1 UNION ALL"
+    " SELECT (SELECT min(lane) FROM deliveries INDEXED BY waiting_by_lane"
+    " WHERE state = 1 AND lane > lanes.lane)"
     " FROM lanes WHERE lanes.lane IS NOT NULL)"
     " SELECT lane FROM lanes WHERE lane IS NOT NULL LIMIT ?";
 
@@ -203,7 +209,7 @@ std::vector<std::string> Queue::lanes(std::size_t most) const {
 // asked for what it has.
 std::optional<WaitingDelivery> Queue::next_in_turn(const Turn& turn) const {
     const auto select = statements_.use(first_in_turn);
-    SQLite::bind(*select, waiting, static_cast<int>(turn.is_repeated), turn.now);
+    SQLite::bind(*select, static_cast<int>(turn.is_repeated), turn.now);
     std::size_t passed = 0;
     while (passed <= most_passed && select->executeStep()) {
         const std::int64_t id = select->getColumn(0).getInt64();
@@ -229,7 +235,7 @@ std::optional<WaitingDelivery> Queue::next_in_lanes(const Turn& turn,
             continue;
         }
         const auto select = statements_.use(first_in_lane);
-        SQLite::bind(*select, waiting, lane, static_cast<int>(turn.is_repeated), turn.now);
+        SQLite::bind(*select, lane, static_cast<int>(turn.is_repeated), turn.now);
         while (select->executeStep()) {
             WaitingDelivery delivery = waiting_delivery(*select);
             if (turn.takes(delivery)) {
