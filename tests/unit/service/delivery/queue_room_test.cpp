@@ -328,6 +328,11 @@ TEST(OlderQueue, IsTakenUpWithWhatItHolds) {
     EXPECT_EQ(due->attempts, 3U);
     EXPECT_EQ(queue.message_to_send(9)->content, "hello");
     EXPECT_EQ(queue.message_to_send(9)->recorded_ms, 1'699'999'100'000);
+    // It may have run once more since.
+    database.connection().exec(
+        "DELETE FROM queued_messages WHERE message_id = 9; UPDATE queue_totals SET waiting = 5");
+    EXPECT_EQ(Queue(database).waiting_messages(), 1U);
+    EXPECT_EQ(queue.message_to_send(9)->content, "hello");
     queue.update(std::vector{DeliveryUpdate{8, DeliveryState::delivered, 4, 0, now, "done"}});
     EXPECT_EQ(queue.waiting_messages(), 0U);
     queue.record(std::vector{NewMessage{}}, {now, 0}, 1);
