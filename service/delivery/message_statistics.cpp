@@ -84,7 +84,7 @@ MessageStatistics::OfProfile profile_of(SQLite::Statement& row) {
 }  // namespace
 
 MessageStatistics::MessageStatistics(Database& database, std::function<std::int64_t()> now)
-    : connection_(database.connection()), now_(std::move(now)) {
+    : connection_(database.connection()), statements_(database.statements()), now_(std::move(now)) {
     const Queue queue(database);  // whose table the trigger watches
     SQLite::Transaction transaction(connection_);
     connection_.exec(tables);
@@ -100,20 +100,19 @@ MessageStatistics::MessageStatistics(Database& database, std::function<std::int6
 }
 
 MessageStatistics::Counter MessageStatistics::of(DeliveryState state) const {
-    SQLite::Statement row(connection_, "SELECT count, since FROM message_statistics WHERE state = ?");
-    row.bind(1, static_cast<int>(state));
+    const auto row = statements_.use("SELECT count, since FROM message_statistics WHERE state = ?");
+    row->bind(1, static_cast<int>(state));
     Counter counter;
-    if (row.executeStep()) {
-        counter = {row.getColumn(0).getUInt(), row.getColumn(1).getInt64()};
+    if (row->executeStep()) {
+        counter = {row->getColumn(0).getUInt(), row->getColumn(1).getInt64()};
     }
     return counter;
 }
 
 void MessageStatistics::clear(DeliveryState state) {
-    SQLite::Statement row(connection_,
-                          "UPDATE message_statistics SET count = 0, since = ? WHERE state = ?");
-    SQLite::bind(row, now_(), static_cast<int>(state));
-    row.exec();
+    const auto row = statements_.use("UPDATE message_statistics SET count = 0, since = ? WHERE state = ?");
+    SQLite::bind(*row, now_(), static_cast<int>(state));
+    row->exec();
 }
 
 std::uint64_t MessageStatistics::dropped() const {
@@ -122,64 +121,67 @@ std::uint64_t MessageStatistics::dropped() const {
 }
 
 MessageStatistics::OfProfile MessageStatistics::of_profile(const std::string& profile) const {
-    SQLite::Statement row(connection_, std::string(select_profiles) + " WHERE profile = ?");
-    row.bind(1, profile);
-    return row.executeStep() ? profile_of(row) : OfProfile{.profile = profile};
+    const auto row = statements_.use(std::string(select_profiles) + " WHERE profile = ?");
+    row->bind(1, profile);
+    return row->executeStep() ? profile_of(*row) : OfProfile{.profile = profile};
 }
 
 std::vector<MessageStatistics::OfProfile> MessageStatistics::of_profiles() const {
     std::vector<OfProfile> all;
-    for (SQLite::Statement row(connection_, std::string(select_profiles) + " ORDER BY profile");
-         row.executeStep();) {
-        all.push_back(profile_of(row));
+    for (const auto row = statements_.use(std::string(select_profiles) + " ORDER BY profile");
+         row->executeStep();) {
+        all.push_back(profile_of(*row));
     }
     return all;
 }
 
 void MessageStatistics::clear_profile(const std::string& profile) {
-    SQLite::Statement row(connection_, "REPLACE INTO profile_statistics (profile, since) VALUES (?, ?)");
-    SQLite::bind(row, profile, now_());
-    row.exec();
+    const auto row = statements_.use("REPLACE INTO profile_statistics (profile, since) VALUES (?, ?)");
+    SQLite::bind(*row, profile, now_());
+    row->exec();
 }
 
 std::optional<MessageStatistics::OfDelivery> MessageStatistics::of_delivery(std::int64_t id) const {
-    SQLite::Statement row(connection_,
-                          "SELECT last_error, last_error_at, iif(state = ?, last_attempt_at, 0), latency_ms"
-                          " FROM deliveries WHERE id = ?");
-    SQLite::bind(row, static_cast<int>(DeliveryState::delivered), id);
-    if (!row.executeStep()) {
+    const auto row = statements_.use(
+        "SELECT last_error, last_error_at, iif(state = ?, last_attempt_at, 0), latency_ms"
+        " FROM deliveries WHERE id = ?");
+    SQLite::bind(*row, static_cast<int>(DeliveryState::delivered), id);
+    if (!row->executeStep()) {
         return std::nullopt;
     }
-    return OfDelivery{row.getColumn(0).getString(), row.getColumn(1).getInt64(),
-                      row.getColumn(2).getInt64(), row.getColumn(3).getInt64()};
+    return OfDelivery{row->getColumn(0).getString(), row->getColumn(1).getInt64(),
+                      row->getColumn(2).getInt64(), row->getColumn(3).getInt64()};
 }
 
+// Counting them would read through their texts.
 std::uint32_t MessageStatistics::messages() const {
-    return connection_.execAndGet("SELECT count(*) FROM messages").getUInt();
+    const auto row = statements_.use("SELECT waiting + finished FROM queue_totals");
+    row->executeStep();
+    return row->getColumn(0).getUInt();
 }
 
 std::uint32_t MessageStatistics::deliveries(DeliveryState state) const {
-    SQLite::Statement row(connection_, "SELECT count(*) FROM deliveries WHERE state = ?");
-    row.bind(1, static_cast<int>(state));
-    row.executeStep();
-    return row.getColumn(0).getUInt();
+    const auto row = statements_.use("SELECT count(*) FROM deliveries WHERE state = ?");
+    row->bind(1, static_cast<int>(state));
+    row->executeStep();
+    return row->getColumn(0).getUInt();
 }
 
 std::uint32_t MessageStatistics::waiting_of(const std::string& profile) const {
-    SQLite::Statement row(connection_,
-                          "SELECT count(*) FROM deliveries JOIN messages ON messages.id = message_id"
-                          " WHERE state = ? AND profile = ?");
-    SQLite::bind(row, static_cast<int>(DeliveryState::waiting), profile);
-    row.executeStep();
-    return row.getColumn(0).getUInt();
+    const auto row = statements_.use(
+        "SELECT count(*) FROM deliveries JOIN messages ON messages.id = message_id"
+        " WHERE state = ? AND profile = ?");
+    SQLite::bind(*row, static_cast<int>(DeliveryState::waiting), profile);
+    row->executeStep();
+    return row->getColumn(0).getUInt();
 }
 
 std::int64_t MessageStatistics::next_attempt_at() const {
-    SQLite::Statement row(connection_,
-                          "SELECT ifnull(min(next_attempt_at), 0) FROM deliveries WHERE state = ?");
-    row.bind(1, static_cast<int>(DeliveryState::waiting));
-    row.executeStep();
-    return row.getColumn(0).getInt64();
+    const auto row =
+        statements_.use("SELECT ifnull(min(next_attempt_at), 0) FROM deliveries WHERE state = ?");
+    row->bind(1, static_cast<int>(DeliveryState::waiting));
+    row->executeStep();
+    return row->getColumn(0).getInt64();
 }
 
 }  // namespace callhome::service

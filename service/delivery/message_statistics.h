@@ -70,6 +70,7 @@ class MessageStatistics {
 
  private:
     SQLite::Database& connection_;
+    Statements& statements_;
     const std::function<std::int64_t()> now_;
 };
 

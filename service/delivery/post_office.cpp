@@ -91,6 +91,12 @@ RecordedMessages PostOffice::accept(std::span<const NewMessage> messages) {
     return recorded;
 }
 
+void PostOffice::hand_in(RequestedMessages messages, Told told) {
+    handed_in_.push_back(std::move(messages));
+    to_be_told_.push_back(std::move(told));
+    look_soon();
+}
+
 // What the queue had room for, and what had to go for it.
 void PostOffice::take_room(const RecordedMessages& recorded) {
     if (recorded.is_disk_full) {
@@ -168,7 +174,7 @@ void PostOffice::take_failure(const std::exception& error) {
 
 void PostOffice::look_after_queue() {
     try {
-        record_results();
+        record_what_came();
         if (database_.health().has(Trouble::disk_room) && queue_.has_disk_room(settings_.queue)) {
             database_.health().works(Trouble::disk_room);
         }
@@ -181,7 +187,8 @@ void PostOffice::look_after_queue() {
     hold_io_context();
 }
 
-// Results that come together are recorded together: each time costs a write to the disk.
+// What comes together is recorded together: each time costs a write to the disk. The io_context looks at
+// all clients that have sent something before it comes here.
 void PostOffice::look_soon() {
     hold_io_context();
     if (looks_soon_) {
@@ -241,7 +248,7 @@ void PostOffice::remember_servers_down(const Outcome& outcome) {
     }
 }
 
-DeliveryJob PostOffice::job_for(const WaitingDelivery& delivery, const MessageToSend& message) {
+DeliveryJob PostOffice::job_for(const WaitingDelivery& delivery, MessageToSend& message) {
     DeliveryJob job;
     job.delivery_id = delivery.id;
     job.carrier = message.carrier;
@@ -252,7 +259,7 @@ DeliveryJob PostOffice::job_for(const WaitingDelivery& delivery, const MessageTo
     job.http = http_route(configuration_);
     job.content_type = content_type_of(message.format);
     job.key = key_of(delivery, message);
-    job.content = shared_content(delivery.message_id, message.content);
+    job.content = shared_content(delivery.message_id, std::move(message.content));
     return job;
 }
 
@@ -342,18 +349,49 @@ void PostOffice::finished(std::int64_t delivery_id, Outcome outcome) {
 }
 
 // A result that cannot be recorded is kept, and its delivery counts as under way: sending the mail again
-// each minute because the disk is full would help nobody.
-void PostOffice::record_results() {
-    if (unrecorded_.empty()) {
+// each minute because the disk is full would help nobody. Who handed something in is told so.
+void PostOffice::record_what_came() {
+    if (unrecorded_.empty() && handed_in_.empty()) {
         return;
     }
+    const std::vector<RequestedMessages> messages = std::exchange(handed_in_, {});
+    const std::vector<Told> all_told = std::exchange(to_be_told_, {});
+    std::vector<RecordedMessages> recorded;
+    try {
+        recorded = record(messages);
+    } catch (const std::exception& error) {
+        RecordedMessages nothing;
+        nothing.failure = error.what();
+        recorded.assign(messages.size(), nothing);
+        tell(all_told, recorded);
+        throw;
+    }
+    tell(all_told, recorded);
+    for (const Result& result : std::exchange(unrecorded_, {})) {
+        take_recorded(result);
+    }
+}
+
+std::vector<RecordedMessages> PostOffice::record(std::span<const RequestedMessages> messages) {
     std::vector<DeliveryUpdate> updates;
     for (const Result& result : unrecorded_) {
         updates.push_back(result.update);
     }
-    queue_.update(updates);
-    for (const Result& result : std::exchange(unrecorded_, {})) {
-        take_recorded(result);
+    const std::set<std::int64_t> kept = messages_under_way();
+    return queue_.record_together(updates, messages,
+                                  {.time = {settings_.now(), settings_.now_milliseconds()},
+                                   .finished_kept = settings_.finished_messages_kept,
+                                   .limits = settings_.queue,
+                                   .under_way = kept});
+}
+
+// One after the other: what one was told may have had to go for the next.
+void PostOffice::tell(const std::vector<Told>& all_told, const std::vector<RecordedMessages>& recorded) {
+    for (std::size_t i = 0; i < all_told.size(); ++i) {
+        if (recorded[i].failure.empty()) {
+            take_room(recorded[i]);
+        }
+        all_told[i](recorded[i]);
     }
 }
 

@@ -47,6 +47,12 @@ class PostOffice {
     // recorded: then nothing will be sent.
     RecordedMessages accept(std::span<const NewMessage> messages);
 
+    // As accept(), but what is handed in at about the same time goes to the disk together. `told` is called
+    // once that is done, from the io_context, and before a receiver is tried; never where this object goes
+    // before. What it throws is the caller's loss.
+    using Told = std::function<void(const RecordedMessages&)>;
+    void hand_in(RequestedMessages messages, Told told);
+
     const Queue& queue() const { return queue_; }
     const QueueLimits& limits() const { return settings_.queue; }
 
@@ -93,12 +99,14 @@ class PostOffice {
     void look_soon();
     void take_room(const RecordedMessages& recorded);
     void take_failure(const std::exception& error);
-    DeliveryJob job_for(const WaitingDelivery& delivery, const MessageToSend& message);
+    DeliveryJob job_for(const WaitingDelivery& delivery, MessageToSend& message);
     std::vector<MailRoute> routes() const;
     void remember_servers_down(const Outcome& outcome);
     std::shared_ptr<const std::string> shared_content(std::int64_t message_id, std::string content);
     void finished(std::int64_t delivery_id, Outcome outcome);
-    void record_results();
+    void record_what_came();
+    std::vector<RecordedMessages> record(std::span<const RequestedMessages> messages);
+    void tell(const std::vector<Told>& all_told, const std::vector<RecordedMessages>& recorded);
     void take_recorded(const Result& result);
     void remember_encryption(const Outcome& outcome);
     static void log(const Result& result, const UnderWay& delivery);
@@ -121,6 +129,8 @@ class PostOffice {
     std::map<std::string, std::chrono::steady_clock::time_point> servers_down_;  // until when they rest
     std::map<std::int64_t, UnderWay> under_way_;  // by delivery; also those whose result is unrecorded
     std::vector<Result> unrecorded_;
+    std::vector<RequestedMessages> handed_in_;
+    std::vector<Told> to_be_told_;  // of those
     bool looks_soon_ = false;
     // Keeps the io_context at work while a result is still to come.
     std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;

@@ -15,6 +15,7 @@
 #include "protocol/records/destination_profile.h"
 #include "protocol/records/message.h"
 #include "store/database.h"
+#include "store/transaction.h"
 
 namespace callhome::service {
 
@@ -38,6 +39,8 @@ struct RecordedMessages {
     std::vector<std::int64_t> dropped;                  // deliveries that had to make room
     std::string why_no_room;
     bool is_disk_full = false;
+    std::string failure =
+        {};  // of the database, where that is not thrown; nothing was recorded then, either
 };
 
 inline constexpr const char* dropped_result = "dropped: the queue was full";
@@ -47,6 +50,18 @@ struct RecordingTime {
     std::int64_t seconds = 0;
     std::int64_t milliseconds = 0;
 };
+
+// On what terms the queue takes messages.
+struct RecordingTerms {
+    RecordingTime time;
+    std::size_t finished_kept = 0;
+    const QueueLimits& limits;
+    // Messages that do not make room: their end is still to be recorded.
+    const std::set<std::int64_t>& under_way;
+};
+
+// A request's messages are all recorded or none.
+using RequestedMessages = std::vector<NewMessage>;
 
 struct WaitingDelivery {
     std::int64_t id = 0;
@@ -106,6 +121,13 @@ class Queue {
                             std::size_t finished_kept, const QueueLimits& limits = {},
                             const std::set<std::int64_t>& under_way = {});
 
+    // Results and requests that come together, in one transaction: each costs a write to the disk. Room is
+    // made for one request after the other; one that finds none leaves no trace. When it throws, nothing of
+    // all that was recorded.
+    std::vector<RecordedMessages> record_together(std::span<const DeliveryUpdate> updates,
+                                                  std::span<const RequestedMessages> requests,
+                                                  const RecordingTerms& terms);
+
     // Messages that some receiver still waits for.
     std::size_t waiting_messages() const;
     // Whether the disk has as much to spare as is to be left to others.
@@ -162,21 +184,35 @@ class Queue {
         std::string why;
         bool is_of_disk = false;
     };
+    // What wants to come in.
+    struct Coming {
+        std::span<const NewMessage> messages;
+        std::uint64_t before = 0;  // bytes that came in the same transaction
+        const RecordingTerms& terms;
+    };
+    std::vector<std::string> lanes(std::size_t most) const;
     std::optional<WaitingDelivery> next_in_turn(const Turn& turn) const;
-    std::optional<WaitingDelivery> next_in_lanes(const Turn& turn) const;
+    std::optional<WaitingDelivery> next_in_lanes(const Turn& turn,
+                                                 std::span<const std::string> lanes) const;
+    RecordedMessages record_request(const Coming& coming);
     std::vector<std::int64_t> record_one(const NewMessage& message, const RecordingTime& time);
     std::vector<std::int64_t> record_deliveries(std::int64_t message_id, const NewMessage& message,
                                                 std::int64_t now);
-    std::optional<Shortage> make_room(std::span<const NewMessage> messages, const QueueLimits& limits,
-                                      const std::set<std::int64_t>& under_way, std::int64_t now,
-                                      std::vector<std::int64_t>& dropped);
-    std::optional<Shortage> shortage(std::span<const NewMessage> messages, const QueueLimits& limits) const;
+    void change_waiting(std::span<const DeliveryUpdate> updates);
+    std::optional<Shortage> make_room(const Coming& coming, std::vector<std::int64_t>& dropped);
+    std::optional<Shortage> drop_until_there_is_room(const Coming& coming,
+                                                     std::vector<std::int64_t>& dropped);
+    std::optional<Shortage> shortage(std::span<const NewMessage> messages, const QueueLimits& limits,
+                                     std::uint64_t before = 0) const;
     bool forget_one();
-    bool drop_one(int most_severity, const std::set<std::int64_t>& under_way, std::int64_t now,
-                  std::vector<std::int64_t>& dropped);
+    bool drop_one(int most_severity, const RecordingTerms& terms, std::vector<std::int64_t>& dropped);
+    std::optional<std::int64_t> first_to_drop(int most_severity,
+                                              const std::set<std::int64_t>& under_way) const;
     void prune(std::size_t finished_kept);
 
     SQLite::Database& connection_;
+    Statements& statements_;
+    Transactions transactions_;
     const std::filesystem::path folder_;
 };
 

@@ -9,7 +9,6 @@ namespace callhome::service {
 namespace {
 
 // `content` comes last, so that walks do not read through it. Numbers are those of protocol and Carrier.
-// The order of turns has an index of its own: it is asked for after each try, however long the queue is.
 constexpr const char* first_tables = R"(
     CREATE TABLE IF NOT EXISTS messages (
         id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -35,7 +34,6 @@ constexpr const char* first_tables = R"(
     );
     CREATE INDEX IF NOT EXISTS deliveries_by_message ON deliveries (message_id, state);
     CREATE INDEX IF NOT EXISTS deliveries_by_state ON deliveries (state, next_attempt_at);
-    CREATE INDEX IF NOT EXISTS deliveries_by_turn ON deliveries (state, attempts > 0, next_attempt_at, id);
 )";
 
 struct Column {
@@ -51,11 +49,17 @@ constexpr std::array later_columns{
     Column{"latency_ms", "INTEGER NOT NULL DEFAULT 0"},
 };
 
+// The order of turns has indexes of its own: it is asked for after each try, however long the queue is.
+// They hold what waits (state 1) only, so that what is finished costs nothing more; earlier ones held all.
 // Beside the messages, not in them: a column behind `content` would be read through it. `waiting` counts
 // the receivers that are still to be tried.
 constexpr const char* later_tables = R"(
-    CREATE INDEX IF NOT EXISTS deliveries_by_lane
-        ON deliveries (state, lane, attempts > 0, next_attempt_at, id);
+    DROP INDEX IF EXISTS deliveries_by_turn;
+    DROP INDEX IF EXISTS deliveries_by_lane;
+    CREATE INDEX IF NOT EXISTS waiting_by_turn
+        ON deliveries (attempts > 0, next_attempt_at, id) WHERE state = 1;
+    CREATE INDEX IF NOT EXISTS waiting_by_lane
+        ON deliveries (lane, attempts > 0, next_attempt_at, id) WHERE state = 1;
     CREATE TABLE IF NOT EXISTS queued_messages (
         message_id INTEGER PRIMARY KEY REFERENCES messages (id) ON DELETE CASCADE,
         key TEXT NOT NULL,
@@ -106,15 +110,25 @@ constexpr const char* later_tables = R"(
     END;
 )";
 
-// What an older version has recorded gets its row, with the severity of an ordinary message; what another
-// version has counted is counted anew.
-constexpr const char* take_up = R"(
-    INSERT INTO queue_totals (only_row, waiting, bytes, finished, dropped) VALUES (1, 0, 0, 0, 0)
-        ON CONFLICT DO NOTHING;
+// What an older version has recorded gets its row, with the severity of an ordinary message. Looking for
+// that reads through the texts of all messages, which takes minutes with a long queue on a slow disk: where
+// there were such rows already, the receivers tell.
+constexpr const char* take_up_all = R"(
     INSERT INTO queued_messages (message_id, key, severity, bytes, recorded_ms, waiting)
         SELECT id, '', 2, length(content), recorded_at * 1000,
                (SELECT count(*) FROM deliveries WHERE message_id = messages.id AND state = 1)
-        FROM messages WHERE id NOT IN (SELECT message_id FROM queued_messages);
+        FROM messages;
+)";
+constexpr const char* take_up_others = R"(
+    INSERT INTO queued_messages (message_id, key, severity, bytes, recorded_ms, waiting)
+        SELECT id, '', 2, length(content), recorded_at * 1000,
+               (SELECT count(*) FROM deliveries WHERE message_id = messages.id AND state = 1)
+        FROM messages WHERE id IN (SELECT message_id FROM deliveries INDEXED BY deliveries_by_message
+                                   WHERE message_id NOT IN (SELECT message_id FROM queued_messages));
+)";
+
+// What another version has counted is counted anew.
+constexpr const char* count_all = R"(
     UPDATE queue_totals SET
         waiting = (SELECT count(*) FROM queued_messages WHERE waiting > 0),
         bytes = (SELECT ifnull(sum(bytes), 0) FROM queued_messages WHERE waiting > 0),
@@ -138,8 +152,13 @@ void create_queue_tables(SQLite::Database& connection) {
     for (const Column& column : later_columns) {
         add_column(connection, column);
     }
+    const bool are_all_older = !connection.tableExists("queued_messages");
     connection.exec(later_tables);
-    connection.exec(take_up);
+    connection.exec(
+        "INSERT INTO queue_totals (only_row, waiting, bytes, finished, dropped) VALUES (1, 0, 0, 0, 0)"
+        " ON CONFLICT DO NOTHING");
+    connection.exec(are_all_older ? take_up_all : take_up_others);
+    connection.exec(count_all);
     transaction.commit();
 }
 

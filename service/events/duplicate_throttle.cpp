@@ -1,6 +1,6 @@
 #include "events/duplicate_throttle.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace callhome::service {
 
@@ -10,28 +10,40 @@ bool DuplicateThrottle::is_recent(const Entry& entry) const {
     return entry.is_out && settings_.time() - entry.went_out < settings_.window;
 }
 
+void DuplicateThrottle::add_repeats(Events::iterator event, std::size_t repeats) {
+    Entry& entry = event->second;
+    turns_of(entry).erase(entry.turn);
+    entry.repeats += repeats;
+    turns_of(entry).emplace(entry.turn, event);
+}
+
+void DuplicateThrottle::forget(Events::iterator event) {
+    turns_of(event->second).erase(event->second.turn);
+    events_.erase(event);
+}
+
 std::optional<Repeats> DuplicateThrottle::count(const EventIdentity& event) {
     const auto found = events_.find(event);
     if (found == events_.end() || !is_recent(found->second)) {
         return std::nullopt;
     }
-    Entry& entry = found->second;
-    ++entry.repeats;
+    add_repeats(found, 1);
     ++counted_;
-    return Repeats{entry.repeats, settings_.time() - entry.since};
+    return Repeats{found->second.repeats, settings_.time() - found->second.since};
 }
 
-// What has nothing to tell any more goes first.
+// What has nothing to tell any more goes first. Time never goes back: who went out first is in front.
 void DuplicateThrottle::make_room() {
     if (events_.size() < settings_.most_remembered) {
         return;
     }
-    std::erase_if(events_, [this](const auto& entry) {
-        return entry.second.repeats == 0 && !is_recent(entry.second);
-    });
+    while (!quiet_.empty() && !is_recent(quiet_.begin()->second->second)) {
+        forget(quiet_.begin()->second);
+    }
     while (!events_.empty() && events_.size() >= settings_.most_remembered) {
-        events_.erase(
-            std::ranges::min_element(events_, {}, [](const auto& entry) { return entry.second.went_out; }));
+        const bool is_quiet =
+            telling_.empty() || (!quiet_.empty() && quiet_.begin()->first < telling_.begin()->first);
+        forget((is_quiet ? quiet_ : telling_).begin()->second);
     }
 }
 
@@ -41,11 +53,13 @@ Repeats DuplicateThrottle::let_go(const EventIdentity& event) {
     Repeats told;
     if (found != events_.end()) {
         told = {found->second.repeats, now - found->second.since};
-        events_.erase(found);
+        forget(found);
     }
     make_room();
     if (settings_.most_remembered > 0) {
-        events_.emplace(event, Entry{.went_out = now, .since = now});
+        const auto added =
+            events_.emplace(event, Entry{.went_out = now, .since = now, .turn = ++turn_}).first;
+        quiet_.emplace(turn_, added);
     }
     return told;
 }
@@ -59,10 +73,10 @@ void DuplicateThrottle::take_back(const EventIdentity& event, const Repeats& tol
     if (told.count > 0) {
         entry.since = entry.went_out - told.ago;
     }
-    entry.repeats += told.count;
+    add_repeats(found, told.count);
     entry.is_out = false;
     if (entry.repeats == 0) {
-        events_.erase(found);
+        forget(found);
     }
 }
 

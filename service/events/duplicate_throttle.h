@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <map>
@@ -47,6 +48,9 @@ class DuplicateThrottle {
  public:
     explicit DuplicateThrottle(ThrottleSettings settings) : settings_(std::move(settings)) {}
 
+    DuplicateThrottle(const DuplicateThrottle&) = delete;
+    DuplicateThrottle& operator=(const DuplicateThrottle&) = delete;
+
     // Counts an event that went out within the window: how often it has come again, and since when. Nothing
     // for any other.
     std::optional<Repeats> count(const EventIdentity& event);
@@ -66,15 +70,24 @@ class DuplicateThrottle {
     struct Entry {
         std::chrono::milliseconds went_out;
         std::chrono::milliseconds since;  // counts from here
+        std::uint64_t turn = 0;           // in which it went out
         std::size_t repeats = 0;
         bool is_out = true;  // false where its message could not be kept
     };
+    using Events = std::map<EventIdentity, Entry>;
+    using Turns = std::map<std::uint64_t, Events::iterator>;
 
     bool is_recent(const Entry& entry) const;
+    Turns& turns_of(const Entry& entry) { return entry.repeats == 0 ? quiet_ : telling_; }
+    void add_repeats(Events::iterator event, std::size_t repeats);
+    void forget(Events::iterator event);
     void make_room();
 
     const ThrottleSettings settings_;
-    std::map<EventIdentity, Entry> events_;
+    Events events_;
+    Turns quiet_;    // those that have nothing to tell
+    Turns telling_;  // the others
+    std::uint64_t turn_ = 0;
     std::size_t counted_ = 0;
 };
 

@@ -41,9 +41,10 @@ struct OpenRequest {
     MessageService::Done done;
     std::chrono::steady_clock::time_point answer_due;
     asio::steady_timer answer_timer;
-    std::map<std::int64_t, ReceiverName> receivers;  // by delivery
-    std::map<std::int64_t, ReplyLine> lines;         // of those that were tried
-    std::set<std::string> failed_servers{};          // that another one has stood in for
+    std::vector<ReceiverName> named{};                 // in the order of their deliveries
+    std::map<std::int64_t, ReceiverName> receivers{};  // by delivery
+    std::map<std::int64_t, ReplyLine> lines{};         // of those that were tried
+    std::set<std::string> failed_servers{};            // that another one has stood in for
 };
 
 constexpr std::uint64_t no_request = 0;
@@ -75,7 +76,6 @@ class MessageService::Implementation {
     Implementation(asio::io_context& io, Database& database, const Configuration& configuration,
                    const DeliverySettings& settings, EventSettings events)
         : io_(io),
-          database_(database),
           configuration_(configuration),
           settings_(settings),
           command_limits_(events.command_limits),
@@ -106,7 +106,8 @@ class MessageService::Implementation {
     std::uint64_t open(MessageOrder order, Done done);
     void run_commands(std::uint64_t number, const std::vector<Taker>& takers);
     void compose_and_offer(std::uint64_t number, const std::vector<CommandOutput>& outputs);
-    std::string offer(OpenRequest& request, const std::vector<NewMessage>& messages);
+    void offer(std::uint64_t number, std::vector<NewMessage> messages);
+    void take_recorded(std::uint64_t number, const RecordedMessages& recorded);
     void take_report(const AttemptReport& report);
     void start_waiting(std::uint64_t number);
     void close_request(std::uint64_t number);
@@ -114,7 +115,6 @@ class MessageService::Implementation {
     void end_processing(std::uint64_t number, protocol::Status status, std::string text);
 
     asio::io_context& io_;
-    Database& database_;
     const Configuration& configuration_;
     const DeliverySettings settings_;
     const SeriesLimits command_limits_;
@@ -124,7 +124,8 @@ class MessageService::Implementation {
     ComposerMemory memory_;
     DuplicateThrottle throttle_;
     std::map<std::uint64_t, OpenRequest> open_;
-    std::uint64_t in_turn_ = no_request;  // of those that wait for one another
+    std::map<std::int64_t, std::uint64_t> asked_by_;  // the open request of a delivery
+    std::uint64_t in_turn_ = no_request;              // of those that wait for one another
     std::uint64_t request_count_ = no_request;
     std::shared_ptr<Implementation*> self_ = std::make_shared<Implementation*>(this);
     CommandSeries commands_;  // these report to what stands above
@@ -226,9 +227,8 @@ void MessageService::Implementation::report(const SignatureReport& report, Done 
 
 std::uint64_t MessageService::Implementation::open(MessageOrder order, Done done) {
     const auto answer_due = std::chrono::steady_clock::now() + settings_.answer_within;
-    open_.emplace(
-        ++request_count_,
-        OpenRequest{std::move(order), std::move(done), answer_due, asio::steady_timer(io_), {}, {}});
+    open_.emplace(++request_count_,
+                  OpenRequest{std::move(order), std::move(done), answer_due, asio::steady_timer(io_)});
     return request_count_;
 }
 
@@ -257,42 +257,48 @@ void MessageService::Implementation::compose_and_offer(std::uint64_t number,
         const SystemInventory& inventory = number == in_turn_ ? inventory_.read_anew() : inventory_.read();
         const std::int64_t now = settings_.now();
         const MessageSubject subject = subject_of(request.order, outputs, now);
-        const std::string why_not =
-            offer(request, compose_messages(subject, make_stamp(now, inventory), takers, configuration_,
-                                            inventory, memory_));
-        if (!why_not.empty()) {
-            give_up(number, protocol::Status::limit_reached, why_not);
-            return;
-        }
-    } catch (const SQLite::Exception& error) {
-        database_.health().failed(error);
-        spdlog::error("A {} message could not be recorded: {}", request.order.type.name, error.what());
-        give_up(number, protocol::Status::storage_failed, "");
-        return;
+        offer(number, compose_messages(subject, make_stamp(now, inventory), takers, configuration_,
+                                       inventory, memory_));
     } catch (const std::exception& error) {
-        spdlog::error("A {} message could not be recorded: {}", request.order.type.name, error.what());
+        spdlog::error("A {} message could not be made: {}", request.order.type.name, error.what());
+        give_up(number, protocol::Status::storage_failed, "");
+    }
+}
+
+void MessageService::Implementation::offer(std::uint64_t number, std::vector<NewMessage> messages) {
+    OpenRequest& request = open_.at(number);
+    for (const NewMessage& message : messages) {
+        for (const std::string& receiver : message.receivers) {
+            request.named.push_back({receiver, message.profile});
+        }
+    }
+    post_office_.hand_in(std::move(messages), [this, number](const RecordedMessages& recorded) {
+        take_recorded(number, recorded);
+    });
+}
+
+void MessageService::Implementation::take_recorded(std::uint64_t number, const RecordedMessages& recorded) {
+    OpenRequest& request = open_.at(number);
+    if (!recorded.failure.empty()) {
+        spdlog::error("A {} message could not be recorded: {}", request.order.type.name, recorded.failure);
         give_up(number, protocol::Status::storage_failed, "");
         return;
+    }
+    if (!recorded.why_no_room.empty()) {
+        give_up(number, protocol::Status::limit_reached, recorded.why_no_room);
+        return;
+    }
+    auto name = request.named.begin();
+    for (const auto& deliveries : recorded.deliveries) {
+        for (const std::int64_t delivery : deliveries) {
+            request.receivers.emplace(delivery, std::move(*name++));
+            asked_by_.emplace(delivery, number);
+        }
     }
     if (request.order.when_recorded) {
         request.order.when_recorded();
     }
     start_waiting(number);
-}
-
-// Gives the reason when the queue does not take them.
-std::string MessageService::Implementation::offer(OpenRequest& request,
-                                                  const std::vector<NewMessage>& messages) {
-    const RecordedMessages recorded = post_office_.accept(messages);
-    if (!recorded.why_no_room.empty()) {
-        return recorded.why_no_room;
-    }
-    for (std::size_t i = 0; i < messages.size(); ++i) {
-        for (std::size_t k = 0; k < messages[i].receivers.size(); ++k) {
-            request.receivers[recorded.deliveries[i][k]] = {messages[i].receivers[k], messages[i].profile};
-        }
-    }
-    return "";
 }
 
 void MessageService::Implementation::start_waiting(std::uint64_t number) {
@@ -308,12 +314,12 @@ void MessageService::Implementation::start_waiting(std::uint64_t number) {
 }
 
 void MessageService::Implementation::take_report(const AttemptReport& report) {
-    const auto entry = std::ranges::find_if(
-        open_, [&](const auto& open) { return open.second.receivers.contains(report.delivery_id); });
-    if (entry == open_.end()) {
+    const auto asked_by = asked_by_.find(report.delivery_id);
+    if (asked_by == asked_by_.end()) {
         return;
     }
-    auto& [number, request] = *entry;
+    const std::uint64_t number = asked_by->second;
+    OpenRequest& request = open_.at(number);
     for (const FailedServer& failed : report.outcome.failed_before) {
         request.failed_servers.insert(failed.failure);
     }
@@ -361,7 +367,11 @@ void MessageService::Implementation::give_up(std::uint64_t number, protocol::Sta
 
 void MessageService::Implementation::end_processing(std::uint64_t number, protocol::Status status,
                                                     std::string text) {
-    Done done = std::move(open_.at(number).done);
+    OpenRequest& request = open_.at(number);
+    Done done = std::move(request.done);
+    for (const auto& [delivery, name] : request.receivers) {
+        asked_by_.erase(delivery);
+    }
     open_.erase(number);
     if (number == in_turn_) {
         in_turn_ = no_request;

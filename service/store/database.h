@@ -5,6 +5,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include "store/statements.h"
 #include "store/storage_health.h"
 
 namespace callhome::service {
@@ -17,6 +18,7 @@ class Database {
     explicit Database(const std::filesystem::path& file);
 
     SQLite::Database& connection() { return connection_; }
+    Statements& statements() { return statements_; }
 
     // Whoever meets an error of the database notes it here.
     StorageHealth& health() { return health_; }
@@ -26,6 +28,7 @@ class Database {
 
  private:
     SQLite::Database connection_;
+    Statements statements_{connection_};
     StorageHealth health_;
 };
 

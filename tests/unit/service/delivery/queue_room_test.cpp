@@ -207,6 +207,92 @@ TEST_F(QueueRoomTest, PassesHostsThatHaveTheirShareOfCouriers) {
     EXPECT_EQ(queue_->next_due(now, {ids[0]}, {"quick.example.net:80"})->id, ids[1]);
 }
 
+TEST_F(QueueRoomTest, PassesBusyHostsAmongManyOthers) {
+    limits_.messages = 1000;
+    NewMessage message;
+    message.carrier = Carrier::http;
+    message.receivers.assign(100, "http://busy.example.net/");
+    for (int i = 0; i < 20; ++i) {
+        message.receivers.push_back("http://host" + std::to_string(i) + ".example.net/");
+    }
+    const auto ids = queue_->record(std::vector{message}, {now, 0}, keep_, limits_).deliveries.at(0);
+    const std::string busy = "busy.example.net:80";
+    EXPECT_EQ(queue_->next_due(now, {ids[0]}, {busy})->id, ids[100]);
+    EXPECT_EQ(queue_->next_due(now, {ids[0], ids[100]}, {busy, "host0.example.net:80"})->id, ids[101]);
+    // A repeated one comes behind all first tries, also of hosts in front of its own.
+    queue_->update(std::vector{DeliveryUpdate{ids[1], DeliveryState::waiting, 1, now - 60, now, "later"}});
+    EXPECT_EQ(queue_->next_due(now, {ids[0]}, {})->id, ids[2]);
+    for (std::size_t i = 100; i < ids.size(); ++i) {
+        deliver(ids[i]);
+    }
+    EXPECT_FALSE(queue_->next_due(now, {ids[0]}, {busy}));
+}
+
+class QueueTogetherTest : public QueueRoomTest {
+ protected:
+    static RequestedMessages request(int severity, std::size_t size = 10, std::size_t count = 1) {
+        NewMessage message;
+        message.profile = "ops";
+        message.content = std::string(size, 'x');
+        message.severity = severity;
+        message.receivers = {"ada@example.com"};
+        return RequestedMessages(count, message);
+    }
+    std::vector<RecordedMessages> record_together(const std::vector<RequestedMessages>& requests,
+                                                  const std::vector<DeliveryUpdate>& updates = {}) {
+        return queue_->record_together(updates, requests,
+                                       {.time = {now, now * 1000},
+                                        .finished_kept = keep_,
+                                        .limits = limits_,
+                                        .under_way = under_way_});
+    }
+    std::set<std::int64_t> under_way_;
+};
+
+TEST_F(QueueTogetherTest, MakesRoomForOneRequestAfterTheOther) {
+    record(routine);
+    record(critical);
+    // The second one finds no room, though it could drop the routine message, and leaves no trace.
+    const auto recorded = record_together(
+        {request(notice), request(notice, 10, 3), request(notice), request(routine), request(critical)});
+    ASSERT_EQ(recorded.size(), 5U);
+    EXPECT_EQ(recorded[0].deliveries.at(0), std::vector<std::int64_t>{3});
+    EXPECT_EQ(recorded[1].why_no_room, "Too many messages wait in the queue; see 'show callhome queue'");
+    EXPECT_TRUE(recorded[1].dropped.empty());
+    EXPECT_TRUE(recorded[1].deliveries.empty());
+    EXPECT_EQ(recorded[2].dropped, std::vector<std::int64_t>{1});
+    EXPECT_EQ(recorded[2].deliveries.at(0), std::vector<std::int64_t>{4});
+    EXPECT_NE(recorded[3].why_no_room, "");
+    EXPECT_EQ(recorded[4].dropped, std::vector<std::int64_t>{3})
+        << "what has just come goes like any other";
+    EXPECT_EQ(waiting(), (Ids{2, 4, 5}));
+    EXPECT_EQ(queue_->dropped(), 2U);
+}
+
+TEST_F(QueueTogetherTest, CountsWhatIsNotYetOnTheDisk) {
+    limits_.messages = 1000;
+    limits_.free_disk = 10 << 20U;
+    free_ = (10 << 20U) + 250'000;
+    const auto recorded = record_together({request(notice, 200'000), request(notice, 190'000)});
+    EXPECT_EQ(recorded[0].why_no_room, "");
+    EXPECT_EQ(recorded[1].dropped, std::vector<std::int64_t>{1});
+    EXPECT_EQ(waiting(), Ids{2});
+}
+
+TEST_F(QueueTogetherTest, KeepsAllOrNothing) {
+    const auto id = record(notice).deliveries[0][0];
+    database_->connection().exec(
+        "CREATE TRIGGER full BEFORE INSERT ON messages WHEN NEW.profile = 'bad'"
+        " BEGIN SELECT RAISE(ABORT, 'disk full'); END");
+    RequestedMessages bad = request(notice);
+    bad.front().profile = "bad";
+    const DeliveryUpdate update{id, DeliveryState::delivered, 1, 0, now, "done"};
+    EXPECT_THROW(record_together({request(notice), bad}, {update}), SQLite::Exception);
+    EXPECT_EQ(waiting(), Ids{1});
+    record_together({request(notice), request(notice)}, {update});
+    EXPECT_EQ(waiting(), (Ids{2, 3}));
+}
+
 TEST_F(QueueRoomTest, RemembersServersThatEncrypt) {
     EXPECT_TRUE(queue_->encrypting_servers().empty());
     queue_->add_encrypting_server("mx:25");
@@ -242,6 +328,11 @@ TEST(OlderQueue, IsTakenUpWithWhatItHolds) {
     EXPECT_EQ(due->attempts, 3U);
     EXPECT_EQ(queue.message_to_send(9)->content, "hello");
     EXPECT_EQ(queue.message_to_send(9)->recorded_ms, 1'699'999'100'000);
+    // It may have run once more since.
+    database.connection().exec(
+        "DELETE FROM queued_messages WHERE message_id = 9; UPDATE queue_totals SET waiting = 5");
+    EXPECT_EQ(Queue(database).waiting_messages(), 1U);
+    EXPECT_EQ(queue.message_to_send(9)->content, "hello");
     queue.update(std::vector{DeliveryUpdate{8, DeliveryState::delivered, 4, 0, now, "done"}});
     EXPECT_EQ(queue.waiting_messages(), 0U);
     queue.record(std::vector{NewMessage{}}, {now, 0}, 1);

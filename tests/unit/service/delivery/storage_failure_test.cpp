@@ -2,6 +2,8 @@
 // service says so, and goes on by itself when it can.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "delivery/queue.h"
 #include "faulty_vfs.h"
 #include "message_service_fixture.h"
@@ -158,6 +160,43 @@ TEST_F(StorageFailureTest, WhileAResultIsToBeRecordedSendsNothingTwice) {
     EXPECT_EQ(wait_for(reply).status, Status::ok);
     EXPECT_EQ(server_.mails().size(), 1U);
     EXPECT_EQ(state(), protocol::DeliveryState::delivered);
+}
+
+// An answer waits for the disk, and the disk is not asked for each alone.
+TEST_F(StorageFailureTest, IsRiskedOnceForEventsThatComeTogether) {
+    constexpr int events = 20;
+    settings_.workers = 1;
+    start_watched();
+    std::vector<std::optional<tests::Reply>> replies(events);
+    const auto raise_all = [&] {
+        for (std::optional<tests::Reply>& reply : replies) {
+            reply.reset();
+            service_->alert({"SUP_FAILURE", std::to_string(&reply - replies.data()), "failed", ""},
+                            into(reply));
+        }
+    };
+    const auto are_all_answered = [&] {
+        return std::ranges::all_of(replies, [](const auto& reply) { return reply.has_value(); });
+    };
+    disk_.fail_syncs_from(1, SQLITE_IOERR_FSYNC);
+    raise_all();
+    ASSERT_TRUE(run_until(are_all_answered));
+    for (const auto& reply : replies) {
+        EXPECT_EQ(reply->status, Status::storage_failed);
+    }
+    EXPECT_EQ(server_.connections(), 0);
+    EXPECT_FALSE(service_->message_after(0));
+    disk_.heal();
+    ASSERT_TRUE(run_until([&] { return !health().is_degraded(); }));
+    const int before = disk_.syncs();
+    raise_all();
+    ASSERT_TRUE(run_until([&] { return server_.connections() > 0; }));
+    EXPECT_LT(disk_.syncs() - before, events / 2);
+    ASSERT_TRUE(run_until(are_all_answered));
+    for (const auto& reply : replies) {
+        EXPECT_EQ(reply->status, Status::ok) << reply->text;
+    }
+    EXPECT_EQ(server_.mails().size(), static_cast<std::size_t>(events));
 }
 
 TEST_F(StorageFailureTest, ByDamageIsToldAndNotSaidToBeOver) {

@@ -356,14 +356,19 @@ TEST_F(EventMessage, CommandsOfItsGroupFollowThoseOfASignature) {
     EXPECT_LT(own, operators);
 }
 
-TEST_F(EventMessage, TellsAtOnceThatItIsInTheQueue) {
+TEST_F(EventMessage, TellsThatItIsInTheQueueBeforeItsReceiversAreTried) {
     start();
     int recorded = 0;
+    std::optional<Reply> reply;
     MessageRequest request{"test", "", "", "", {}};
-    request.when_recorded = [&recorded] { ++recorded; };
-    service_->send(request, [](Status, const std::string&) {});
+    request.when_recorded = [&] {
+        ++recorded;
+        EXPECT_TRUE(service_->message_after(0));
+        EXPECT_EQ(server_.connections(), 0);
+    };
+    service_->send(request, into(reply));
+    EXPECT_EQ(wait_for(reply).status, Status::ok);
     EXPECT_EQ(recorded, 1);
-    EXPECT_TRUE(service_->message_after(0));
 }
 
 }  // namespace
