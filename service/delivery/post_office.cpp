@@ -58,6 +58,7 @@ PostOffice::PostOffice(asio::io_context& io, Database& database, const Configura
       observer_(std::move(observer)),
       queue_(database),
       timer_(io),
+      next_recording_(io),
       own_name_(own_host_name()),
       encrypting_servers_(queue_.encrypting_servers()),
       self_(std::make_shared<PostOffice*>(this)) {
@@ -77,9 +78,16 @@ PostOffice::PostOffice(asio::io_context& io, Database& database, const Configura
     });
 }
 
+// What has been delivered is not to be delivered again by the next run.
 PostOffice::~PostOffice() {
     self_.reset();
     courier_.reset();
+    try {
+        queue_.update(unrecorded_updates());
+    } catch (const std::exception& error) {
+        spdlog::error("What came of {} deliveries cannot be recorded: {}", unrecorded_.size(),
+                      error.what());
+    }
 }
 
 RecordedMessages PostOffice::accept(std::span<const NewMessage> messages) {
@@ -155,11 +163,15 @@ std::set<std::string> PostOffice::full_lanes() const {
     std::map<std::string, std::size_t> couriers;
     std::set<std::string> full;
     for (const auto& [id, delivery] : under_way_) {
-        if (++couriers[delivery.lane] >= settings_.workers_per_host) {
+        if (!delivery.is_over && ++couriers[delivery.lane] >= settings_.workers_per_host) {
             full.insert(delivery.lane);
         }
     }
     return full;
+}
+
+std::size_t PostOffice::busy_couriers() const {
+    return under_way_.size() - unrecorded_.size();
 }
 
 // The database may fail at any time (a full disk); it is asked again after a while.
@@ -195,8 +207,10 @@ void PostOffice::look_soon() {
         return;
     }
     looks_soon_ = true;
-    asio::post(io_, [weak = std::weak_ptr(self_)] {
-        if (const auto self = weak.lock()) {
+    next_recording_.expires_at(recorded_at_ + settings_.between_recordings);
+    next_recording_.async_wait([weak = std::weak_ptr(self_)](const asio::error_code& error) {
+        const auto self = weak.lock();
+        if (!error && self != nullptr) {
             (*self)->looks_soon_ = false;
             (*self)->look_after_queue();
         }
@@ -204,7 +218,20 @@ void PostOffice::look_soon() {
 }
 
 void PostOffice::offer_due() {
-    while (under_way_.size() < settings_.workers && offer_next()) {
+    while (busy_couriers() < settings_.workers && offer_next()) {
+    }
+}
+
+// A courier need not wait until its last result is on the disk. When the disk fails, few are delivered of
+// which nobody will know.
+void PostOffice::keep_couriers_busy() {
+    if (unrecorded_.size() > settings_.workers || database_.health().is_degraded()) {
+        return;
+    }
+    try {
+        offer_due();
+    } catch (const std::exception& error) {
+        take_failure(error);
     }
 }
 
@@ -345,7 +372,9 @@ PostOffice::Result PostOffice::result_of(std::int64_t delivery_id, Outcome outco
 
 void PostOffice::finished(std::int64_t delivery_id, Outcome outcome) {
     unrecorded_.push_back(result_of(delivery_id, std::move(outcome)));
+    under_way_.at(delivery_id).is_over = true;
     look_soon();
+    keep_couriers_busy();
 }
 
 // A result that cannot be recorded is kept, and its delivery counts as under way: sending the mail again
@@ -366,19 +395,24 @@ void PostOffice::record_what_came() {
         tell(all_told, recorded);
         throw;
     }
+    recorded_at_ = std::chrono::steady_clock::now();
     tell(all_told, recorded);
     for (const Result& result : std::exchange(unrecorded_, {})) {
         take_recorded(result);
     }
 }
 
-std::vector<RecordedMessages> PostOffice::record(std::span<const RequestedMessages> messages) {
+std::vector<DeliveryUpdate> PostOffice::unrecorded_updates() const {
     std::vector<DeliveryUpdate> updates;
     for (const Result& result : unrecorded_) {
         updates.push_back(result.update);
     }
+    return updates;
+}
+
+std::vector<RecordedMessages> PostOffice::record(std::span<const RequestedMessages> messages) {
     const std::set<std::int64_t> kept = messages_under_way();
-    return queue_.record_together(updates, messages,
+    return queue_.record_together(unrecorded_updates(), messages,
                                   {.time = {settings_.now(), settings_.now_milliseconds()},
                                    .finished_kept = settings_.finished_messages_kept,
                                    .limits = settings_.queue,

@@ -84,6 +84,7 @@ class PostOffice {
         std::string receiver;
         std::string profile;
         std::int64_t recorded_ms;
+        bool is_over = false;  // its result is still to be recorded
     };
     struct Result {
         DeliveryUpdate update;
@@ -97,6 +98,8 @@ class PostOffice {
     void hold_io_context();
     void look_after_queue();
     void look_soon();
+    void keep_couriers_busy();
+    std::size_t busy_couriers() const;
     void take_room(const RecordedMessages& recorded);
     void take_failure(const std::exception& error);
     DeliveryJob job_for(const WaitingDelivery& delivery, MessageToSend& message);
@@ -105,6 +108,7 @@ class PostOffice {
     std::shared_ptr<const std::string> shared_content(std::int64_t message_id, std::string content);
     void finished(std::int64_t delivery_id, Outcome outcome);
     void record_what_came();
+    std::vector<DeliveryUpdate> unrecorded_updates() const;
     std::vector<RecordedMessages> record(std::span<const RequestedMessages> messages);
     void tell(const std::vector<Told>& all_told, const std::vector<RecordedMessages>& recorded);
     void take_recorded(const Result& result);
@@ -124,6 +128,7 @@ class PostOffice {
     Observer observer_;
     Queue queue_;
     asio::steady_timer timer_;
+    asio::steady_timer next_recording_;
     std::string own_name_;
     std::set<std::string> encrypting_servers_;
     std::map<std::string, std::chrono::steady_clock::time_point> servers_down_;  // until when they rest
@@ -132,6 +137,7 @@ class PostOffice {
     std::vector<RequestedMessages> handed_in_;
     std::vector<Told> to_be_told_;  // of those
     bool looks_soon_ = false;
+    std::chrono::steady_clock::time_point recorded_at_;
     // Keeps the io_context at work while a result is still to come.
     std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;
     std::map<std::int64_t, std::weak_ptr<const std::string>> contents_;  // by message; one copy for all

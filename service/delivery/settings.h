@@ -81,7 +81,10 @@ struct DeliverySettings {
     std::chrono::milliseconds server_rest{60'000};    // of a mail server that is down, if there is another
     std::chrono::milliseconds answer_within{45'000};  // of a request, whatever the servers do
     std::chrono::milliseconds clock_check{60'000};    // longest wait until the clock is read again
-    std::size_t finished_messages_kept = 1000;        // with no receiver waiting any more
+    // From one write to the disk to the next, so that what comes meanwhile goes together. Nobody who waits
+    // for an answer notices it.
+    std::chrono::milliseconds between_recordings{2};
+    std::size_t finished_messages_kept = 1000;  // with no receiver waiting any more
     std::filesystem::path marker = protocol::processing_marker;
     std::function<std::int64_t()> now = wall_clock;
     std::function<std::int64_t()> now_milliseconds = wall_clock_milliseconds;
