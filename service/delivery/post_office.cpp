@@ -59,6 +59,7 @@ PostOffice::PostOffice(asio::io_context& io, Database& database, const Configura
       queue_(database),
       timer_(io),
       next_recording_(io),
+      recorded_at_(std::chrono::steady_clock::now() - settings_.between_recordings),
       own_name_(own_host_name()),
       encrypting_servers_(queue_.encrypting_servers()),
       self_(std::make_shared<PostOffice*>(this)) {

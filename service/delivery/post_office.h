@@ -129,6 +129,7 @@ class PostOffice {
     Queue queue_;
     asio::steady_timer timer_;
     asio::steady_timer next_recording_;
+    std::chrono::steady_clock::time_point recorded_at_;
     std::string own_name_;
     std::set<std::string> encrypting_servers_;
     std::map<std::string, std::chrono::steady_clock::time_point> servers_down_;  // until when they rest
@@ -137,7 +138,6 @@ class PostOffice {
     std::vector<RequestedMessages> handed_in_;
     std::vector<Told> to_be_told_;  // of those
     bool looks_soon_ = false;
-    std::chrono::steady_clock::time_point recorded_at_;
     // Keeps the io_context at work while a result is still to come.
     std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;
     std::map<std::int64_t, std::weak_ptr<const std::string>> contents_;  // by message; one copy for all
