@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "delivery/connection.h"
 #include "delivery/route.h"
 #include "delivery/settings.h"
+#include "delivery/transfer_connection.h"
 
 namespace callhome::service {
 

@@ -156,7 +156,7 @@ bool has_ended_before(CURLcode result, const Answer& answer) {
 
 // Nothing when another connection has to be opened.
 std::optional<Outcome> perform(const DeliveryJob& job, const HttpWay& way,
-                               std::unique_ptr<Connection> connection, KeptConnection& kept) {
+                               std::unique_ptr<TransferConnection> connection, KeptConnection& kept) {
     Answer answer;
     const CURLcode result = post(job, connection->handle(), answer);
     if (result == CURLE_URL_MALFORMAT) {
@@ -185,8 +185,8 @@ Outcome send(const DeliveryJob& job, const TransferLimits& limits, const std::st
             return *std::move(outcome);
         }
     }
-    auto connection =
-        std::make_unique<Connection>(way_of(job, limits, way), http_protocols, no_goodbye, limits, stop);
+    auto connection = std::make_unique<TransferConnection>(way_of(job, limits, way), http_protocols,
+                                                           no_goodbye, limits, stop);
     CurlHandle& handle = connection->handle();
     take_way(handle, job.http, way);
     if (std::string why = find_way(handle, job.http, job.receiver, limits); !why.empty()) {

@@ -244,14 +244,14 @@ Way way_of(const Transfer& transfer) {
 }
 
 struct Opened {
-    std::unique_ptr<Connection> connection;
+    std::unique_ptr<TransferConnection> connection;
     std::string why_not;
 };
 
 // Ready to be opened, at the first transfer.
 Opened open_connection(const Transfer& transfer, const std::stop_token& stop) {
     auto connection =
-        std::make_unique<Connection>(way_of(transfer), protocols, goodbye, transfer.limits, stop);
+        std::make_unique<TransferConnection>(way_of(transfer), protocols, goodbye, transfer.limits, stop);
     std::string why_not = direct(connection->handle(), transfer);
     secure(connection->handle(), transfer);
     return {std::move(connection), std::move(why_not)};
@@ -283,7 +283,7 @@ bool has_ended_before(CURLcode result, const Content& content, const Conversatio
 }
 
 // Nothing when another connection has to be opened.
-std::optional<Outcome> perform(const Transfer& transfer, std::unique_ptr<Connection> connection,
+std::optional<Outcome> perform(const Transfer& transfer, std::unique_ptr<TransferConnection> connection,
                                KeptConnection& kept) {
     Conversation heard(connection->is_encrypted);
     Content content{*transfer.job.content, heard};

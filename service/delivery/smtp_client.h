@@ -3,7 +3,7 @@
 #pragma once
 
 #include "delivery/attempt.h"
-#include "delivery/connection.h"
+#include "delivery/transfer_connection.h"
 
 namespace callhome::service {
 

@@ -26,16 +26,16 @@ struct Way {
 // Changes when the file does: what it says counts for connections that are opened afterwards.
 std::string stamp_of(const std::filesystem::path& file);
 
-class Connection {
+class TransferConnection {
  public:
     // `protocols` as with CurlHandle. `goodbye` is the command that ends a conversation; null for none.
-    Connection(Way way, const char* protocols, const char* goodbye, const TransferLimits& limits,
-               const std::stop_token& stop);
+    TransferConnection(Way way, const char* protocols, const char* goodbye, const TransferLimits& limits,
+                       const std::stop_token& stop);
     // Says goodbye.
-    ~Connection();
+    ~TransferConnection();
 
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+    TransferConnection(const TransferConnection&) = delete;
+    TransferConnection& operator=(const TransferConnection&) = delete;
 
     const Way& way() const { return way_; }
     CurlHandle& handle() { return handle_; }
@@ -66,9 +66,9 @@ class KeptConnection {
  public:
     // The one that is kept, when it goes this way and can go on; else null. One that leads to the same
     // place in another way is closed.
-    std::unique_ptr<Connection> take(const Way& way);
+    std::unique_ptr<TransferConnection> take(const Way& way);
     // Closes the one that was kept before.
-    void keep(std::unique_ptr<Connection> connection);
+    void keep(std::unique_ptr<TransferConnection> connection);
     void close() { connection_.reset(); }
 
     // Where it leads; empty when there is none.
@@ -78,7 +78,7 @@ class KeptConnection {
     std::optional<std::chrono::steady_clock::time_point> end() const;
 
  private:
-    std::unique_ptr<Connection> connection_;
+    std::unique_ptr<TransferConnection> connection_;
 };
 
 }  // namespace callhome::service

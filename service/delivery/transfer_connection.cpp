@@ -1,4 +1,4 @@
-#include "delivery/connection.h"
+#include "delivery/transfer_connection.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -16,8 +16,8 @@ std::string stamp_of(const std::filesystem::path& file) {
                        status.st_mtim.tv_nsec);
 }
 
-Connection::Connection(Way way, const char* protocols, const char* goodbye, const TransferLimits& limits,
-                       const std::stop_token& stop)
+TransferConnection::TransferConnection(Way way, const char* protocols, const char* goodbye,
+                                       const TransferLimits& limits, const std::stop_token& stop)
     : way_(std::move(way)),
       goodbye_(goodbye),
       goodbye_within_(limits.goodbye),
@@ -26,33 +26,33 @@ Connection::Connection(Way way, const char* protocols, const char* goodbye, cons
       end_(std::chrono::steady_clock::now() + limits.keep_for),
       handle_(protocols, limits, stop) {}
 
-Connection::~Connection() {
+TransferConnection::~TransferConnection() {
     if (goodbye_ != nullptr) {
         handle_.hold_connection();
         handle_.take_leave(goodbye_, goodbye_within_);
     }
 }
 
-void Connection::hold() {
+void TransferConnection::hold() {
     handle_.hold_connection();
     ++uses_;
     used_ = std::chrono::steady_clock::now();
 }
 
-bool Connection::can_go_on() const {
+bool TransferConnection::can_go_on() const {
     const auto now = std::chrono::steady_clock::now();
     return uses_ < most_uses_ && now < end_ && now < idle_end() && handle_.is_connection_quiet();
 }
 
-std::unique_ptr<Connection> KeptConnection::take(const Way& way) {
+std::unique_ptr<TransferConnection> KeptConnection::take(const Way& way) {
     if (connection_ == nullptr || connection_->way().place != way.place) {
         return nullptr;
     }
-    std::unique_ptr<Connection> connection = std::move(connection_);
+    std::unique_ptr<TransferConnection> connection = std::move(connection_);
     return connection->way() == way && connection->can_go_on() ? std::move(connection) : nullptr;
 }
 
-void KeptConnection::keep(std::unique_ptr<Connection> connection) {
+void KeptConnection::keep(std::unique_ptr<TransferConnection> connection) {
     connection->hold();
     connection_ = connection->can_go_on() ? std::move(connection) : nullptr;
 }
