@@ -58,7 +58,7 @@ void HintScanner::complete() {
         const State state = open.front();
         open.pop_front();
         ending_[state] |= ending_[shorter[state]];
-        for (std::uint8_t kind = 1; kind < kinds_; ++kind) {
+        for (std::size_t kind = 1; kind < kinds_; ++kind) {
             State& following = next(state, kind);
             const State instead = state == 0 ? State{0} : next(shorter[state], kind);
             if (following == 0) {

@@ -36,7 +36,7 @@ class HintScanner {
     using State = std::uint16_t;
     static constexpr std::size_t bytes = std::numeric_limits<unsigned char>::max() + 1U;
 
-    State& next(State state, std::uint8_t kind) { return next_[state * kinds_ + kind]; }
+    State& next(State state, std::size_t kind) { return next_[state * kinds_ + kind]; }
     void number_the_kinds();
     void add_word(std::size_t place);
     void complete();
