@@ -66,7 +66,9 @@ TEST(Smtp, DeliversALargeMail) {
     for (int line = 0; line < 40'000; ++line) {
         content += "a line of the content which is sixty-four bytes long with its end\r\n";
     }
-    EXPECT_EQ(send(sample_job(content), route_to(server)).verdict, Verdict::delivered);
+    // A sanitized server on a busy machine takes its time for it.
+    EXPECT_EQ(tests::send_alone(sample_job(content), route_to(server), TransferLimits{}).verdict,
+              Verdict::delivered);
     ASSERT_EQ(server.mails().size(), 1U);
     EXPECT_TRUE(server.mails()[0].content == content);
 }
