@@ -8,6 +8,7 @@ import subprocess
 import threading
 import unittest
 
+import certificates
 import harness
 
 NGINX = shutil.which("nginx", path="/usr/sbin:/usr/bin:/usr/local/sbin")
@@ -44,8 +45,8 @@ http {{
     types {{ application/xml xml; }}
     server {{
         listen 127.0.0.1:{port} ssl;
-        ssl_certificate {folder}/{certificate}.pem;
-        ssl_certificate_key {folder}/{certificate}.key;
+        ssl_certificate {certificate};
+        ssl_certificate_key {key};
         root {folder}/site;
         location = /ds/21.xml {{ return 302 file:///etc/hostname; }}
         location = /ds/22.xml {{ return 301 https://127.0.0.1:{port}/ds/1.xml; }}
@@ -99,7 +100,7 @@ class SignatureDownload(harness.EndToEnd):
         self.keys.mkdir(mode=0o700)
         self.site = self.folder / "site/ds"
         self.site.mkdir(parents=True)
-        self.make_certificates()
+        self.authority = certificates.Authority(self.folder)
         for name in ("ours", "stranger"):
             self.run_program(harness.PROGRAMS / "callhome-sign", "make-key", name)
         self.trust("ours.pem")
@@ -112,19 +113,6 @@ class SignatureDownload(harness.EndToEnd):
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         return done.stdout
 
-    def make_certificates(self):
-        """An authority, a server's certificate, and one whose time is over."""
-        new_key = ("-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes")
-        self.run_program("openssl", "req", "-x509", *new_key, "-days", "2", "-subj", "/CN=authority", "-keyout",
-                         "authority.key", "-out", "authority.pem")
-        (self.folder / "names").write_text("subjectAltName=IP:127.0.0.1\n")
-        for name, days in (("server", "2"), ("expired", "-1")):
-            self.run_program("openssl", "req", *new_key, "-subj", "/CN=127.0.0.1", "-keyout", f"{name}.key",
-                             "-out", f"{name}.csr")
-            self.run_program("openssl", "x509", "-req", "-in", f"{name}.csr", "-CA", "authority.pem", "-CAkey",
-                             "authority.key", "-CAcreateserial", "-days", days, "-extfile", "names", "-out",
-                             f"{name}.pem")
-
     def trust(self, name):
         shutil.copy(self.folder / name, self.keys / name)
         os.chmod(self.keys / name, 0o644)
@@ -136,17 +124,19 @@ class SignatureDownload(harness.EndToEnd):
             self.run_program(harness.PROGRAMS / "callhome-sign", "sign", "--key", f"{key}.key", file)
         return file
 
-    def start_web_server(self, certificate="server"):
-        port = harness.free_port()
+    def start_web_server(self, certificate_and_key=None, port=None):
+        port = port or harness.free_port()
+        certificate, key = certificate_and_key or self.authority.files()
         configuration = self.folder / "nginx.conf"
         configuration.write_text(CONFIGURATION.format(folder=self.folder, port=port, certificate=certificate,
-                                                      endless_port=self.endless.port))
+                                                      key=key, endless_port=self.endless.port))
         os.chmod(self.folder, 0o755)
         server = subprocess.Popen([NGINX, "-p", self.folder, "-e", self.folder / "nginx-error.log", "-c",
                                    configuration], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                   stderr=subprocess.DEVNULL)
         self.addCleanup(server.wait, harness.LIMIT)
         self.addCleanup(server.terminate)
+        self.web_server = server
         while True:
             try:
                 socket.create_connection(("127.0.0.1", port), harness.LIMIT).close()
@@ -162,7 +152,7 @@ class SignatureDownload(harness.EndToEnd):
     def start_switch(self, port, *options):
         """A service that downloads from this server."""
         service = self.start_service("--signature-keys", self.keys, "--authorities",
-                                     self.folder / "authority.pem", *options)
+                                     self.authority.certificate, *options)
         self.shell(
             service, "configure terminal", "snmp-server contact Ada Marlowe", "callhome",
             "email-contact ada@example.net", "destination-profile ops format XML",
@@ -251,8 +241,9 @@ class SignatureDownload(harness.EndToEnd):
     def test_a_signer_whose_time_is_over_is_refused(self):
         self.trust("authority.pem")
         file = self.put(15, signature(15), key=None)
+        certificate, key = self.authority.files(days=-1)
         self.run_program("openssl", "cms", "-sign", "-binary", "-outform", "DER", "-in", file, "-signer",
-                         "expired.pem", "-inkey", "expired.key", "-out", f"{file}.p7s")
+                         certificate, "-inkey", key, "-out", f"{file}.p7s")
         service = self.start_switch(self.start_web_server())
         self.expect_refused(service, 15, "Failed to verify DS sign.", "expired")
         self.expect_well(service)
@@ -273,10 +264,33 @@ class SignatureDownload(harness.EndToEnd):
             peak = next(line for line in status if line.startswith("VmHWM:"))
         self.assertLess(int(peak.split()[1]), 1024 * 1024, "kB in use")
 
-    def test_a_server_that_nobody_vouches_for_is_not_asked(self):
+    def expect_not_asked(self, certificate_and_key, reason):
+        """Neither for a signature nor for the index; the same one with a certificate that holds is."""
         self.put(1, signature(1))
-        service = self.start_switch(self.start_web_server("expired"))
-        self.expect_refused(service, 1, "Fail to send out call-home msg.", "expired")
+        (self.site / "index.xml").write_text(INDEX.format(entries='<signature id="1" revision="1.0"/>'))
+        port = self.start_web_server(certificate_and_key)
+        service = self.start_switch(port)
+        for which, file in ((1, "1.xml"), ("all", "index.xml")):
+            self.expect_refused(service, which, "Fail to send out call-home msg.",
+                                f"https://127.0.0.1:{port}/ds/{file}: its certificate is not accepted: {reason}\n")
+        self.assertEqual((self.folder / "nginx-access.log").read_text(), "")
+        service.restart()
+        self.assertEqual(self.loaded(service), [])
+        self.web_server.terminate()
+        self.web_server.wait(harness.LIMIT)
+        self.start_web_server(port=port)
+        self.expect_well(service)
+
+    def test_a_server_whose_certificate_has_expired_is_not_asked(self):
+        self.expect_not_asked(self.authority.files(days=-1), "SSL certificate problem: certificate has expired")
+
+    def test_a_server_that_nobody_vouches_for_is_not_asked(self):
+        self.expect_not_asked(certificates.Authority(self.folder, "stranger-authority").files(),
+                              "SSL certificate problem: unable to get local issuer certificate")
+
+    def test_a_server_by_another_name_is_not_asked(self):
+        self.expect_not_asked(self.authority.files("DNS:elsewhere.example"), "SSL: no alternative "
+                              "certificate subject name matches target host name '127.0.0.1'")
 
     def test_hostile_files_are_refused_although_they_are_signed(self):
         entities = '<!DOCTYPE d [<!ENTITY a "aaaaaaaaaa">' + "".join(
