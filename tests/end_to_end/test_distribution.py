@@ -2,7 +2,9 @@
 all of them or none, whatever happens to the service."""
 import getpass
 import os
+import pathlib
 import random
+import signal
 import subprocess
 import time
 import unittest
@@ -120,13 +122,12 @@ class Session(Distributing):
         self.assertEqual((profile["email"], profile["level"]), (["b@example.net"], 2))
 
 
-def can_pretend_a_group():
-    """Whether a service may be given a list of groups of its own."""
-    unshare = ["unshare", "--mount", "true"]
-    return os.geteuid() == 0 and subprocess.run(unshare, capture_output=True).returncode == 0
+def can_unshare(*what):
+    """Whether a service may be given these namespaces of its own."""
+    return os.geteuid() == 0 and subprocess.run(["unshare", *what, "true"], capture_output=True).returncode == 0
 
 
-@unittest.skipUnless(can_pretend_a_group(), "needs root and mount namespaces")
+@unittest.skipUnless(can_unshare("--mount"), "needs root and mount namespaces")
 class TwoUsers(Distributing):
     OPERATORS = 64123  # id of a group callhome that only the service of this test knows
     OTHER_USER = 64124
@@ -164,6 +165,81 @@ class TwoUsers(Distributing):
         self.assertIn(f"locked by user {self.OTHER_USER} since", refused.stdout)
         self.assertEqual(self.as_other_user(service, "commit").returncode, 0)
         self.assertIn("mine", wire.configuration(service.socket)["profiles"])
+
+
+CONTAINER = ("--pid", "--fork", "--mount-proc")
+
+
+class ServiceInContainer(harness.Service):
+    """Sees the processes that are in there with it, and no others."""
+
+    def __init__(self, folder, *options):
+        super().__init__(folder, *options, within=["unshare", *CONTAINER])
+
+    def number(self):
+        """Of the service itself; `process` only waits for it, and hands on no signal."""
+        waiting = self.process.pid
+        return pathlib.Path(f"/proc/{waiting}/task/{waiting}/children").read_text().strip()
+
+    def stop(self):
+        if self.process.poll() is None:
+            os.kill(int(self.number()), signal.SIGTERM)
+        return self.process.wait(harness.LIMIT)
+
+
+@unittest.skipUnless(can_unshare(*CONTAINER), "needs root and namespaces of processes")
+class LoginOutOfSight(Distributing):
+    """The service is in a container, this login is not."""
+
+    def start_distributing(self):
+        service = ServiceInContainer(self.folder, "--log-level", "warning")
+        self.addCleanup(service.stop)
+        self.change(service, "do configure terminal", "snmp-server contact Ada", "callhome", "distribute")
+        return service
+
+    def login_beside_it(self, service, *commands):
+        """The same user by a login of its own in the container, which ends with the commands."""
+        arguments = ["nsenter", "--target", service.number(), "--pid", "--mount", "setsid", "--wait",
+                     harness.PROGRAMS / "callhome", "--socket", service.socket]
+        for command in (*MODE, *commands):
+            arguments += ["-c", command]
+        return subprocess.run(arguments, stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                              timeout=harness.LIMIT)
+
+    def expect_refused(self, service):
+        for command in ("destination-profile mine format XML", "commit", "discard"):
+            refused = self.login_beside_it(service, command)
+            self.assertEqual(refused.returncode, 1, refused.stdout + refused.stderr)
+            self.assertIn(f"locked by {getpass.getuser()} since ", refused.stdout)
+
+    def test_what_it_holds_is_taken_over_by_nobody_and_cleared_by_an_operator(self):
+        service = self.start_distributing()
+        self.change(service, "destination-profile ops format full-txt")
+        self.expect_refused(service)
+        service.restart()
+        self.expect_refused(service)
+        self.assertTrue(wire.session(service.socket)["is_open"])
+        done = self.login_beside_it(service, "do clear callhome session", "destination-profile mine format XML",
+                                    "commit")
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        profiles = wire.configuration(service.socket)["profiles"]
+        self.assertIn("mine", profiles)
+        self.assertNotIn("ops", profiles)
+
+    def test_it_goes_on_with_what_it_holds(self):
+        service = self.start_distributing()
+        self.change(service, "destination-profile ops format full-txt")
+        self.expect_refused(service)
+        self.change(service, "commit")
+        self.assertIn("ops", wire.configuration(service.socket)["profiles"])
+
+    def test_what_a_login_in_sight_held_is_taken_over_when_it_has_ended(self):
+        service = self.start_distributing()
+        for profile in ("mine", "yours"):
+            done = self.login_beside_it(service, f"destination-profile {profile} format XML")
+            self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.change(service, "commit")
+        self.assertIn("yours", wire.configuration(service.socket)["profiles"])
 
 
 class KilledCommit(Distributing):
