@@ -2,8 +2,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <chrono>
+#include <fstream>
 #include <string>
 
 #include <asio/io_context.hpp>
@@ -27,6 +29,26 @@ class ShellScript {
                                                   fs::perms::group_read | fs::perms::others_exec |
                                                   fs::perms::others_read);
     }
+    // Reads a line from a pipe, where it waits until release() is called.
+    std::string waiting() {
+        const std::string gate = (folder_ / "gate").string();
+        if (!std::filesystem::exists(gate)) {
+            EXPECT_EQ(::mkfifo(gate.c_str(), 0666), 0);
+            EXPECT_EQ(::chmod(gate.c_str(), 0666), 0);
+        }
+        return "read line <" + gate;
+    }
+    void hold_commands() { write(waiting() + "; echo \"$4\""); }
+    // Those that wait go on, and those that come later do not wait.
+    void release() {
+        constexpr int more_than_come = 100;
+        gate_.open(folder_ / "gate", std::ios::in | std::ios::out);
+        ASSERT_TRUE(gate_.is_open());
+        for (int command = 0; command < more_than_come; ++command) {
+            gate_ << "go\n";
+        }
+        gate_.flush();
+    }
     CommandSettings settings() const {
         return {.program = folder_ / "callhome",
                 .socket = "/run/some.sock",
@@ -37,6 +59,7 @@ class ShellScript {
 
  private:
     TemporaryFolder folder_;
+    std::fstream gate_;  // open, so that what was written there stays
 };
 
 // Far more than anything takes: only a test that fails waits for it.

@@ -1,9 +1,7 @@
 #include "commands/command_series.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <fstream>
 #include <optional>
 #include <utility>
 
@@ -36,24 +34,8 @@ class CommandSeriesTest : public testing::Test {
     bool wait_for(const std::optional<Outputs>& outputs) {
         return tests::run_until(io_, [&] { return outputs.has_value(); });
     }
-    // A pipe that whoever reads from it waits at, until release().
-    std::string gate() {
-        const std::string path = (shell_.folder() / "gate").string();
-        if (!std::filesystem::exists(path)) {
-            EXPECT_EQ(::mkfifo(path.c_str(), 0666), 0);
-            EXPECT_EQ(::chmod(path.c_str(), 0666), 0);
-        }
-        return path;
-    }
-    void release(int readers) {
-        gate_.emplace(gate(), std::ios::in | std::ios::out);
-        for (int reader = 0; reader < readers; ++reader) {
-            *gate_ << "go\n" << std::flush;
-        }
-    }
 
     ShellScript shell_;
-    std::optional<std::fstream> gate_;
     asio::io_context io_;
     std::optional<CommandSeries> series_;
 };
@@ -101,7 +83,7 @@ TEST_F(CommandSeriesTest, BoundsTheOutputOfEachCommandAndOfAll) {
 }
 
 TEST_F(CommandSeriesTest, SharesItsTimeSoThatOneThatHangsLeavesTheOthersTheirs) {
-    shell_.write("if [ \"$4\" = 'show two' ]; then read line <" + gate() + "; fi; echo \"$4\"");
+    shell_.write("if [ \"$4\" = 'show two' ]; then " + shell_.waiting() + "; fi; echo \"$4\"");
     start();
     const Outputs outputs = run({"show one", "show two", "show three"}, {.time = milliseconds(3000)});
     ASSERT_EQ(outputs.size(), 3U);
@@ -122,7 +104,7 @@ TEST_F(CommandSeriesTest, SaysOfEachCommandThatThereWasNoTimeLeftForIt) {
 }
 
 TEST_F(CommandSeriesTest, WaitsForItsTurn) {
-    shell_.write("if [ \"$4\" = 'show one' ]; then read line <" + gate() + "; fi; echo \"$4\"");
+    shell_.write("if [ \"$4\" = 'show one' ]; then " + shell_.waiting() + "; fi; echo \"$4\"");
     start(1);
     std::optional<Outputs> first;
     std::optional<Outputs> second;
@@ -131,13 +113,13 @@ TEST_F(CommandSeriesTest, WaitsForItsTurn) {
     io_.restart();
     io_.run_one_for(milliseconds(50));
     EXPECT_FALSE(second.has_value());
-    release(1);
+    shell_.release();
     EXPECT_TRUE(wait_for(second));
     EXPECT_TRUE(first.has_value());
 }
 
 TEST_F(CommandSeriesTest, GetsItsTurnInTimeBehindOneThatHangs) {
-    shell_.write("read line <" + gate());
+    shell_.write(shell_.waiting());
     start(1);
     std::optional<Outputs> first;
     std::optional<Outputs> second;
@@ -160,7 +142,7 @@ TEST_F(CommandSeriesTest, LeavesOutTheRestWhenItIsNotWantedAnyMore) {
 }
 
 TEST_F(CommandSeriesTest, EndsWithItsCommands) {
-    shell_.write("read line <" + gate());
+    shell_.write(shell_.waiting());
     start();
     series_->run({"show one"}, {}, [](const Outputs&) { ADD_FAILURE() << "it has no end"; });
     io_.poll();

@@ -1,7 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <fstream>
 
 #include "message_service_fixture.h"
 #include "messages/text.h"
@@ -46,20 +43,9 @@ class EventMessage : public tests::MessageServiceTest {
         configuration_.profiles.front().alert_groups = {{1, group}};
     }
     std::string last_mail() const { return server_.mails().empty() ? "" : server_.mails().back().content; }
-    void hold_commands() {
-        const std::string gate = (shell_.folder() / "gate").string();
-        ASSERT_EQ(::mkfifo(gate.c_str(), 0666), 0);
-        ASSERT_EQ(::chmod(gate.c_str(), 0666), 0);
-        shell_.write("read line <" + gate + "; echo \"$4\"");
-    }
-    void release() {
-        gate_.emplace(shell_.folder() / "gate", std::ios::in | std::ios::out);
-        *gate_ << "go\ngo\ngo\n" << std::flush;
-    }
 
     milliseconds since_boot_ = hours(100);
     tests::ShellScript shell_;
-    std::optional<std::fstream> gate_;
     EventSettings events_;
 };
 
@@ -232,7 +218,7 @@ TEST_F(EventMessage, SaysWhichCommandFailedOrWasCut) {
 TEST_F(EventMessage, GoesOutWithWhatThereIsWhenTheTimeIsOver) {
     add_command("all", "show one");
     add_command("all", "show two");
-    hold_commands();
+    shell_.hold_commands();
     events_.command_limits.time = milliseconds(200);
     start();
     EXPECT_EQ(raise().status, Status::ok);
@@ -244,7 +230,7 @@ TEST_F(EventMessage, GoesOutWithWhatThereIsWhenTheTimeIsOver) {
 
 TEST_F(EventMessage, ComesWithItsCommandsWhileNobodyWaits) {
     add_command("supervisor-hardware", "show version");
-    hold_commands();
+    shell_.hold_commands();
     start();
     std::optional<Reply> event;
     service_->alert(failure, into(event));
@@ -253,20 +239,20 @@ TEST_F(EventMessage, ComesWithItsCommandsWhileNobodyWaits) {
     EXPECT_EQ(raise().status, Status::not_sent) << "and the same event is a duplicate";
     EXPECT_FALSE(event.has_value());
     EXPECT_FALSE(std::filesystem::exists(settings_.marker));
-    release();
+    shell_.release();
     EXPECT_EQ(wait_for(event).status, Status::ok);
     EXPECT_EQ(server_.mails().size(), 2U);
 }
 
 TEST_F(EventMessage, AsksAgainWhoTakesItWhenItsCommandsHaveRun) {
     add_command("supervisor-hardware", "show version");
-    hold_commands();
+    shell_.hold_commands();
     start();
     std::optional<Reply> event;
     service_->alert(failure, into(event));
     configuration_.profiles = {
         tests::profile_of("other", protocol::MessageFormat::short_text, {"pager@example.com"}, "crash")};
-    release();
+    shell_.release();
     EXPECT_EQ(wait_for(event).status, Status::not_sent);
     EXPECT_NE(event->text.find("takes messages of the alert group"), std::string::npos) << event->text;
     configuration_.profiles.front().alert_groups = {{1, "all"}};
@@ -291,14 +277,14 @@ TEST_F(EventMessage, BringsNoOutputThatAnOperatorHasChosenToZuvaTac) {
 TEST_F(EventMessage, RunsNothingForZuvaTacAlone) {
     add_command("supervisor-hardware", "show version");
     subscribe_to("ZUVA-TAC");
-    hold_commands();
+    shell_.hold_commands();
     start();
     EXPECT_EQ(raise().status, Status::ok);
 }
 
 TEST_F(EventMessage, IsRefusedWhenTooManyWaitForTheirMessages) {
     add_command("supervisor-hardware", "show version");
-    hold_commands();
+    shell_.hold_commands();
     events_.most_open = 1;
     start();
     std::optional<Reply> first;
@@ -308,7 +294,7 @@ TEST_F(EventMessage, IsRefusedWhenTooManyWaitForTheirMessages) {
     const Reply reply = raise(other);
     EXPECT_EQ(reply.status, Status::limit_reached);
     EXPECT_NE(reply.text, "");
-    release();
+    shell_.release();
     EXPECT_EQ(wait_for(first).status, Status::ok);
     configuration_.user_commands.clear();
     EXPECT_EQ(raise(other).status, Status::ok) << "a refused one holds nothing back";
@@ -316,7 +302,7 @@ TEST_F(EventMessage, IsRefusedWhenTooManyWaitForTheirMessages) {
 
 TEST_F(EventMessage, EndsUnansweredWithTheService) {
     add_command("supervisor-hardware", "show version");
-    hold_commands();
+    shell_.hold_commands();
     start();
     service_->alert(failure, [](Status, const std::string&) { ADD_FAILURE() << "nothing was kept"; });
     stop();
@@ -326,7 +312,7 @@ TEST_F(EventMessage, EndsUnansweredWithTheService) {
 
 TEST_F(EventMessage, CommandsGoWithAnOperatorsMessageToo) {
     add_command("test", "show version");
-    hold_commands();
+    shell_.hold_commands();
     start();
     std::optional<Reply> first;
     std::optional<Reply> second;
@@ -334,7 +320,7 @@ TEST_F(EventMessage, CommandsGoWithAnOperatorsMessageToo) {
     EXPECT_FALSE(std::filesystem::exists(settings_.marker)) << "it hides the running configuration";
     service_->send({"test", "", "", "ada"}, into(second));
     EXPECT_EQ(wait_for(second).status, Status::message_in_progress);
-    release();
+    shell_.release();
     EXPECT_EQ(wait_for(first).status, Status::ok);
     EXPECT_NE(last_mail().find("Output of show version"), std::string::npos) << last_mail();
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
-#include <sys/stat.h>
 
 #include <functional>
 #include <optional>
@@ -71,19 +70,6 @@ class RunnerTest : public testing::Test {
         catalogue_.each_failure([&](const SignatureFailure& failure) { failures.push_back(failure); });
         return failures;
     }
-    // Commands wait until release() is called.
-    void hold_commands() {
-        const std::string gate = (shell_.folder() / "gate").string();
-        ASSERT_EQ(::mkfifo(gate.c_str(), 0666), 0);
-        ASSERT_EQ(::chmod(gate.c_str(), 0666), 0);
-        shell_.write("read line <" + gate + "; echo \"$4\"");
-    }
-    // Commands that come later do not wait.
-    void release() {
-        shell_.write("echo \"$4\"");
-        gate_.emplace(shell_.folder() / "gate", std::ios::in | std::ios::out);
-        *gate_ << "go\ngo\ngo\ngo\n" << std::flush;
-    }
 
     std::shared_ptr<spdlog::logger> log_before_ = spdlog::default_logger();
     std::int64_t clock_ = 1'700'000'000;
@@ -99,7 +85,6 @@ class RunnerTest : public testing::Test {
                          },
                          [this] { return clock_; }};
     MessageService messages_{io_, database_, configuration_, settings_};
-    std::optional<std::fstream> gate_;
     std::optional<SignatureRunner> runner_;
 };
 
@@ -186,7 +171,7 @@ TEST_F(RunnerTest, RunsNothingWhileCallHomeIsSwitchedOff) {
 }
 
 TEST_F(RunnerTest, DropsTheEventOfASignatureThatRuns) {
-    hold_commands();
+    shell_.hold_commands();
     install_log();
     start();
     runner_->take_line("link down 1");
@@ -194,7 +179,7 @@ TEST_F(RunnerTest, DropsTheEventOfASignatureThatRuns) {
     EXPECT_TRUE(runner_->is_busy());
     poll();
     runner_->take_line("link down 3");
-    release();
+    shell_.release();
     finish();
     ASSERT_EQ(reports().size(), 1U);
     EXPECT_EQ(reports()[0].trigger, "link down 1");
@@ -203,7 +188,7 @@ TEST_F(RunnerTest, DropsTheEventOfASignatureThatRuns) {
 }
 
 TEST_F(RunnerTest, RunsOnlySoManyAtOnceAndTheOthersAfterwards) {
-    hold_commands();
+    shell_.hold_commands();
     for (std::uint32_t id = 1; id <= 3; ++id) {
         Signature signature = sample_signature(id, LogEvent{"link down"});
         signature.commands = {"show version"};
@@ -213,7 +198,7 @@ TEST_F(RunnerTest, RunsOnlySoManyAtOnceAndTheOthersAfterwards) {
     runner_->take_line("link down");
     poll();
     EXPECT_TRUE(reports().empty());
-    release();
+    shell_.release();
     finish();
     EXPECT_EQ(reports().size(), 3U);
 }
@@ -327,13 +312,13 @@ TEST_F(RunnerTest, BoundsTheOutputOfAllCommandsTogether) {
 }
 
 TEST_F(RunnerTest, SaysNothingOfASignatureThatWasTakenAwayMeanwhile) {
-    hold_commands();
+    shell_.hold_commands();
     install_log();
     start();
     runner_->take_line("link down");
     poll();
     catalogue_.remove(17);
-    release();
+    shell_.release();
     finish();
     EXPECT_TRUE(reports().empty());
 }
@@ -392,7 +377,7 @@ TEST_F(RunnerTest, GoesOnWhileNothingCanBeRecorded) {
 }
 
 TEST_F(RunnerTest, EndsWithItsCommands) {
-    hold_commands();
+    shell_.hold_commands();
     install_log();
     start();
     runner_->take_line("link down");
