@@ -111,7 +111,8 @@ DeliveryRow row_of(const DeliveryLogRecord& record) {
             .last_attempt_at = record.last_attempt_at,
             .state = word_of(state_words, record.state),
             .receiver = text_in(record.receiver),
-            .last_result = text_in(record.last_result)};
+            .last_result = text_in(record.last_result),
+            .profile = text_in(record.profile)};
 }
 
 ServiceStatus walk_deliveries(const DeliveryLogRecord& key, std::vector<DeliveryRow>& rows) {

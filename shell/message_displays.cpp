@@ -65,6 +65,7 @@ constexpr Column<DeliveryRow> receiver_columns[] = {
 constexpr std::string_view waiting_list = "waiting[]";
 constexpr Column<DeliveryRow> waiting_columns[] = {
     {"Message", "waiting[]/message", number, cell_of<DeliveryRow, &DeliveryRow::message_id>},
+    {"Profile", "waiting[]/profile", text, cell_of<DeliveryRow, &DeliveryRow::profile>},
     {"Receiver", "waiting[]/receiver", text, cell_of<DeliveryRow, &DeliveryRow::receiver>},
     {"Tries", "waiting[]/tries", number, cell_of<DeliveryRow, &DeliveryRow::attempts>},
     {"Next try", "", text, made_by<next_try_of, DeliveryRow>},

@@ -57,10 +57,12 @@ constexpr const char* first_lanes =
 // A message has few of them; the others are walked by their id whatever an index offers, since the walk
 // meets each once.
 constexpr const char* next_delivery =
-    "SELECT id, message_id, state, attempts, next_attempt_at, last_attempt_at, receiver, last_result"
+    "SELECT id, message_id, state, attempts, next_attempt_at, last_attempt_at, receiver, last_result,"
+    " (SELECT profile FROM messages WHERE id = message_id)"
     " FROM deliveries WHERE id > ?1 AND ?2 = 0 AND (?3 = 0 OR +state = ?3) ORDER BY id LIMIT 1";
 constexpr const char* next_delivery_of_message =
-    "SELECT id, message_id, state, attempts, next_attempt_at, last_attempt_at, receiver, last_result"
+    "SELECT id, message_id, state, attempts, next_attempt_at, last_attempt_at, receiver, last_result,"
+    " (SELECT profile FROM messages WHERE id = message_id)"
     " FROM deliveries INDEXED BY deliveries_by_message"
     " WHERE message_id = ?2 AND +id > ?1 AND (?3 = 0 OR +state = ?3) ORDER BY +id LIMIT 1";
 
@@ -366,6 +368,7 @@ std::optional<protocol::DeliveryLogRecord> Queue::delivery_after(std::uint32_t i
     record.last_attempt_at = static_cast<std::uint32_t>(select->getColumn(5).getInt64());
     fill(record.receiver, select->getColumn(6).getString());
     fill(record.last_result, select->getColumn(7).getString());
+    fill(record.profile, select->getColumn(8).getString());
     return record;
 }
 

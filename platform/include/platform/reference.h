@@ -110,7 +110,7 @@ struct MessageRow {
 
 struct DeliveryRow {
     std::uint32_t id, message_id, attempts, next_attempt_at, last_attempt_at;
-    std::string state, receiver, last_result;
+    std::string state, receiver, last_result, profile;
 };
 
 // What the service has recorded, or the newest of it, oldest first. The status is 0 when the list is

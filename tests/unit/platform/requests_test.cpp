@@ -202,7 +202,8 @@ TEST_F(RequestsTest, TheReceiversOfOneMessageAreAskedForByItsId) {
                             .next_attempt_at = 60,
                             .last_attempt_at = 30,
                             .receiver = "a@example.com",
-                            .last_result = "450 try later"};
+                            .last_result = "450 try later",
+                            .profile = "ops"};
     serve([entry](const Frame& request, Peer& peer) {
         EXPECT_EQ(from_transport_order<DeliveryLogRecord>(request.body).message_id, 3U);
         walking<DeliveryLogRecord>({{5, entry}})(request, peer);
@@ -218,12 +219,14 @@ TEST_F(RequestsTest, TheReceiversOfOneMessageAreAskedForByItsId) {
     EXPECT_EQ(rows[0].last_attempt_at, 30U);
     EXPECT_EQ(rows[0].receiver, "a@example.com");
     EXPECT_EQ(rows[0].last_result, "450 try later");
+    EXPECT_EQ(rows[0].profile, "ops");
 }
 
 TEST_F(RequestsTest, TheQueueIsWhatWaits) {
     DeliveryLogRecord entry{};
     entry.id = 5;
     entry.state = 1;
+    std::memset(entry.profile, 'p', sizeof entry.profile);
     serve([entry](const Frame& request, Peer& peer) {
         const auto key = from_transport_order<DeliveryLogRecord>(request.body);
         EXPECT_EQ(key.message_id, 0U);
@@ -234,6 +237,7 @@ TEST_F(RequestsTest, TheQueueIsWhatWaits) {
     EXPECT_EQ(read_queue(rows), 0);
     ASSERT_EQ(rows.size(), 1U);
     EXPECT_EQ(rows[0].state, "waiting");
+    EXPECT_EQ(rows[0].profile, std::string(32, 'p')) << "the terminator is missing";
 }
 
 TEST_F(RequestsTest, AListThatGoesRoundInCirclesIsGivenUp) {

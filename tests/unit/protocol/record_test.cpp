@@ -138,14 +138,17 @@ TEST(Record, DeliveryLogTravelsWithItsWordsFirst) {
                              .next_attempt_at = 5,
                              .last_attempt_at = 0xFEDCBA98,
                              .receiver = {},
-                             .last_result = {}};
+                             .last_result = {},
+                             .profile = {}};
     put(record.receiver, "noc@example.net");
     put(record.last_result, "450 later");
+    put(record.profile, "noc");
     EXPECT_EQ(in_transport_order(record),
               Bytes()
                   .raw("\0\0\0\x01\0\0\0\x02\0\0\0\x03\0\0\0\x04\0\0\0\x05\xFE\xDC\xBA\x98")
                   .text("noc@example.net", 256)
-                  .text("450 later", 512));
+                  .text("450 later", 512)
+                  .text("noc", 32));
 }
 
 TEST(Record, AlertTravelsAsThreeTextsAndItsSeverity) {

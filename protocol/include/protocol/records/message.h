@@ -48,9 +48,10 @@ struct [[gnu::packed]] DeliveryLogRecord {
     std::uint32_t last_attempt_at;  // seconds since 1970, UTC; 0 before the first try
     char receiver[256];
     char last_result[512];  // what the last try came to, as one line
+    char profile[32];       // of the message
 };
-CALLHOME_RECORD(DeliveryLogRecord, 792, id, message_id, state, attempts, next_attempt_at, last_attempt_at,
-                receiver, last_result);
+CALLHOME_RECORD(DeliveryLogRecord, 824, id, message_id, state, attempts, next_attempt_at, last_attempt_at,
+                receiver, last_result, profile);
 
 // The alert that stands for a line of the system log: what it is about is said by its source and severity.
 inline constexpr const char* syslog_alert = "SYSLOG_ALERT";

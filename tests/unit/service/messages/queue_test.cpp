@@ -140,12 +140,29 @@ TEST_F(QueueTest, WalksDeliveriesOfOneState) {
     EXPECT_FALSE(queue_->delivery_after(static_cast<std::uint32_t>(ids[1]), 0, waiting));
 }
 
+TEST_F(QueueTest, TellsOfEachDeliveryWhichProfileItIsFor) {
+    const auto first = record(sample_message());
+    NewMessage message = sample_message({"carol@example.com"});
+    message.profile = "noc";
+    const auto second = record(message);
+    const std::uint32_t id = queue_->message_after(1)->id;
+    finish(first[0]);
+    const auto waiting = static_cast<std::uint32_t>(DeliveryState::waiting);
+    EXPECT_STREQ(queue_->delivery_after(0, 0)->profile, "ops");
+    EXPECT_STREQ(queue_->delivery_after(0, id)->profile, "noc");
+    EXPECT_STREQ(queue_->delivery_after(static_cast<std::uint32_t>(first[1]), 0, waiting)->profile, "noc");
+    EXPECT_EQ(queue_->delivery_after(0, 0, waiting)->id, static_cast<std::uint32_t>(first[1]));
+    EXPECT_EQ(queue_->delivery_after(0, id)->id, static_cast<std::uint32_t>(second[0]));
+}
+
 TEST_F(QueueTest, CutsTextsToTheFieldsOfARecord) {
     NewMessage message = sample_message({std::string(300, 'r')});
     message.subject = std::string(255, 's') + "ü";
+    message.profile = std::string(40, 'p');
     record(message);
     EXPECT_EQ(std::string(queue_->message_after(0)->subject), std::string(255, 's'));
     EXPECT_EQ(std::string(queue_->delivery_after(0, 0)->receiver), std::string(255, 'r'));
+    EXPECT_EQ(std::string(queue_->delivery_after(0, 0)->profile), std::string(31, 'p'));
 }
 
 TEST_F(QueueTest, ForgetsTheOldestFinishedMessagesAndNoWaitingOne) {
