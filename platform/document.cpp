@@ -146,8 +146,13 @@ std::string Document::xml() const {
 
 std::string element_name(std::string_view list) {
     constexpr std::string_view plural_of_s = "sses";  // addresses
+    constexpr std::string_view plural_of_y = "ies";   // deliveries
     if (list == "text" || list == "configuration") {
         return "line";
+    }
+    if (list.ends_with(plural_of_y)) {
+        list.remove_suffix(plural_of_y.size());
+        return std::string(list) + "y";
     }
     list.remove_suffix(list.ends_with(plural_of_s) ? 2 : 1);
     return std::string(list);

@@ -62,15 +62,15 @@ constexpr Column<DeliveryRow> receiver_columns[] = {
     {"Last result", "receivers[]/last_result", text, cell_of<DeliveryRow, &DeliveryRow::last_result>},
 };
 
-constexpr std::string_view waiting_list = "waiting[]";
+constexpr std::string_view delivery_list = "deliveries[]";
 constexpr Column<DeliveryRow> waiting_columns[] = {
-    {"Message", "waiting[]/message", number, cell_of<DeliveryRow, &DeliveryRow::message_id>},
-    {"Profile", "waiting[]/profile", text, cell_of<DeliveryRow, &DeliveryRow::profile>},
-    {"Receiver", "waiting[]/receiver", text, cell_of<DeliveryRow, &DeliveryRow::receiver>},
-    {"Tries", "waiting[]/tries", number, cell_of<DeliveryRow, &DeliveryRow::attempts>},
+    {"Message", "deliveries[]/message", number, cell_of<DeliveryRow, &DeliveryRow::message_id>},
+    {"Profile", "deliveries[]/profile", text, cell_of<DeliveryRow, &DeliveryRow::profile>},
+    {"Receiver", "deliveries[]/receiver", text, cell_of<DeliveryRow, &DeliveryRow::receiver>},
+    {"Tries", "deliveries[]/tries", number, cell_of<DeliveryRow, &DeliveryRow::attempts>},
     {"Next try", "", text, made_by<next_try_of, DeliveryRow>},
-    {"", "waiting[]/next_try_at", time, time_of<DeliveryRow, &DeliveryRow::next_attempt_at>},
-    {"Last result", "waiting[]/last_result", text, cell_of<DeliveryRow, &DeliveryRow::last_result>},
+    {"", "deliveries[]/next_try_at", time, time_of<DeliveryRow, &DeliveryRow::next_attempt_at>},
+    {"Last result", "deliveries[]/last_result", text, cell_of<DeliveryRow, &DeliveryRow::last_result>},
 };
 
 }  // namespace
@@ -93,7 +93,7 @@ ServiceStatus show_waiting() {
     if (const ServiceStatus status = platform::read_queue_state(state); status != 0) {
         return status;
     }
-    show_rows<DeliveryRow>(waiting_list, waiting_columns, rows, "Nothing waits to be sent.\n");
+    show_rows<DeliveryRow>(delivery_list, waiting_columns, rows, "Nothing waits to be sent.\n");
     if (!platform::is_output_structured()) {
         std::putchar('\n');
     }

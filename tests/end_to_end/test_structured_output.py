@@ -92,7 +92,7 @@ class StructuredOutput(harness.EndToEnd):
         message, = documents[0]["messages"]
         self.assertEqual((message["id"], message["delivered"], message["waiting"]), (1, 1, 1))
         self.assertRegex(message["recorded_at"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
-        waiting, = documents[1]["waiting"]
+        waiting, = documents[1]["deliveries"]
         self.assertEqual((waiting["message"], waiting["receiver"]), (1, "slow@example.net"))
         self.assertEqual(documents[2], {
             "from": "switch@example.net", "reply_to": "help@example.net", "smtp_server": "mx.example.net",

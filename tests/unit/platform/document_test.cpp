@@ -121,6 +121,7 @@ TEST(DocumentTest, AnElementIsCalledAsTheListWithoutItsPlural) {
     EXPECT_EQ(element_name("email_addresses"), "email_address");
     EXPECT_EQ(element_name("destination_profiles"), "destination_profile");
     EXPECT_EQ(element_name("errors"), "error");
+    EXPECT_EQ(element_name("deliveries"), "delivery");
     EXPECT_EQ(element_name("text"), "line");
     EXPECT_EQ(element_name("configuration"), "line");
 }
