@@ -129,7 +129,7 @@ class Messages(Scenario):
             self.test.assertTrue(all(self.marker.encode() in text for _, text in texts))
             return sorted(wire.text(entry[6]) for entry in link.walk(
                 wire.DELIVERY_LOG, wire.DELIVERY_LOG_RECORD, bytes(wire.DELIVERY_LOG_RECORD.size),
-                lambda entry: wire.DELIVERY_LOG_RECORD.pack(entry[0], 0, 0, 0, 0, 0, b"", b"")))
+                lambda entry: wire.DELIVERY_LOG_RECORD.pack(entry[0], 0, 0, 0, 0, 0, b"", b"", b"")))
 
     def check_recorded(self, service, where):
         """That there is the whole message or none, as was told; gives whether there is one."""

@@ -114,7 +114,8 @@ def configure(test, service, mail_port, url):
 def is_anything_waiting(service):
     with wire.Connection(service.socket, harness.LIMIT) as link:
         status, _ = link.exchange(wire.DELIVERY_LOG, wire.GET_NEXT,
-                                  wire.DELIVERY_LOG_RECORD.pack(0, 0, WAITING, 0, 0, 0, b"", b""))
+                                  wire.DELIVERY_LOG_RECORD.pack(0, 0, WAITING, 0, 0, 0, b"", b"", b""))
+        assert status in (wire.OK, wire.NO_FURTHER), hex(status)
         return status == wire.OK
 
 

@@ -50,7 +50,7 @@ SEND_MESSAGE_RECORD = struct.Struct(">64sI2048s256s256s")
 ALERT_RECORD = struct.Struct(">64s256s2048sI")
 SEVERITY_OF_ITS_NAME = 0xFFFFFFFF
 MESSAGE_LOG_RECORD = struct.Struct(">7I64s32s256s")
-DELIVERY_LOG_RECORD = struct.Struct(">6I256s512s")
+DELIVERY_LOG_RECORD = struct.Struct(">6I256s512s32s")
 
 
 def text(field):
